@@ -1,0 +1,8 @@
+// The setup wizard frame, shown modally.
+#pragma once
+#include <windows.h>
+
+// presetIndex -1 opens the welcome page; 4 opens the finished page after an
+// unattended install, without installing again. IDOK at Finish, IDCANCEL when
+// the user cancelled.
+INT_PTR RunWizard(int presetIndex);
