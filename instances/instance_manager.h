@@ -31,4 +31,7 @@ class COXInstanceManager {
   void* SharedDataView();      // mapped on first call; null without a mapping
   HANDLE SharedDataMutex();    // for callers that use the shared data block
   DWORD SharedDataSize() const;
-  // (implementation-private members follow)
+
+ private:
+  // (members: see instance_manager.cpp owner)
+};
