@@ -5,9 +5,24 @@
 #include <string>
 #include <vector>
 
+#include "sys/handles.h"
+
 inline constexpr UINT InstanceStartedMessage = 1946;  // 0x079A, lParam = new id
 inline constexpr UINT InstanceEndedMessage = 1947;    // 0x079B, lParam = removed id
 inline constexpr unsigned kMaxInstances = 1000;
+// Header (limit, count) and the id list: 8 + 1000 * 4 bytes.
+inline constexpr DWORD kInstanceListBlockSize = 8 + kMaxInstances * 4;
+
+// Prefixes of the kernel-object names; the registry name follows directly.
+inline constexpr wchar_t kInstanceListMutexPrefix[] = L"Local\\COXInstanceManager_InstanceList_Mutex_";
+inline constexpr wchar_t kAdditionalMutexPrefix[] = L"Local\\COXInstanceManager_Additional_Mutex_";
+inline constexpr wchar_t kInstanceFileMapPrefix[] = L"Local\\COXInstanceManager_FileMap_";
+
+// The block-size rounding the list has always used: a size that is an exact
+// multiple of granularity shrinks to its quotient; any other size becomes
+// size / granularity + granularity. Other programs sharing the list compute
+// the same layout, so the rule is kept as it is.
+DWORD RoundInstanceBlockSize(DWORD size, DWORD granularity);
 
 class COXInstanceManager {
  public:
@@ -32,6 +47,18 @@ class COXInstanceManager {
   HANDLE SharedDataMutex();    // for callers that use the shared data block
   DWORD SharedDataSize() const;
 
+  const std::wstring& Name() const { return name_; }
+
  private:
-  // (members: see instance_manager.cpp owner)
+  class ListAccess;  // maps the list block, then holds the list mutex
+
+  // Declaration order gives the release order on destruction: the shared
+  // data view, the mapping, then the mutexes.
+  std::wstring name_;
+  DWORD listBlockSize_ = kInstanceListBlockSize;
+  DWORD sharedDataSize_ = 0;
+  UniqueHandle listMutex_;
+  UniqueHandle sharedDataMutex_;
+  UniqueHandle mapping_;
+  UniqueMapView sharedDataView_;
 };
