@@ -13,3 +13,8 @@ BOOL ReplaceAtReboot(const wchar_t* source, const wchar_t* target);
 // (installDir when null); waits up to timeoutMs (0: no wait). Non-zero when
 // the process was started.
 BOOL RunAndWait(const wchar_t* commandLine, const wchar_t* workingFolder, DWORD timeoutMs);
+
+// The fallback of both: adds "NUL=" + path to WININIT.INI's [rename] section,
+// keeping its lines. Non-zero when the section was written. A section that
+// would pass 32768 bytes ends the process at once.
+BOOL AppendWininitDeletion(const wchar_t* path);

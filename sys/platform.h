@@ -29,3 +29,7 @@ std::wstring ProgramFilesDir();
 // Process id of the parent (0 if unknown); fills path with its image path when
 // path and size are given.
 DWORD ParentProcessId(wchar_t* path, DWORD size);
+
+// The Shell Folders registry value that stands in for csidl when the shell
+// cannot say (HKLM for the all-users folders, HKCU otherwise); empty if unset.
+std::wstring ShellFolderFromRegistry(int csidl);

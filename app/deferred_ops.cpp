@@ -1,0 +1,58 @@
+#include "app/deferred_ops.h"
+
+#include <cstdlib>
+#include <cwchar>
+#include <vector>
+
+#include "app/settings.h"
+#include "sys/handles.h"
+
+namespace {
+constexpr size_t kSectionChars = 16384;  // 32768 bytes
+constexpr size_t kCommandChars = 520;
+}  // namespace
+
+BOOL AppendWininitDeletion(const wchar_t* path) {
+  // The profile functions find WININIT.INI in the Windows folder by themselves.
+  std::vector<wchar_t> section(kSectionChars, L'\0');
+  DWORD length = ::GetPrivateProfileSectionW(L"rename", section.data(), kSectionChars, L"WININIT.INI");
+  size_t pathLength = wcslen(path);
+  if (2 * (length + pathLength) + 10 >= kSectionChars * sizeof(wchar_t)) {
+    // No graceful way on: the list would not fit the section buffer.
+    ::TerminateProcess(::GetCurrentProcess(), 3);
+    std::abort();
+  }
+  std::wstring line = std::wstring(L"NUL=") + path;
+  wmemcpy(section.data() + length, line.c_str(), line.size() + 1);
+  section[length + line.size() + 1] = L'\0';
+  return ::WritePrivateProfileSectionW(L"rename", section.data(), L"WININIT.INI");
+}
+
+BOOL DeleteAtReboot(const wchar_t* path) {
+  if (BOOL moved = ::MoveFileExW(path, nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)) return moved;
+  return AppendWininitDeletion(path);
+}
+
+BOOL ReplaceAtReboot(const wchar_t* source, const wchar_t* target) {
+  // Without MOVEFILE_REPLACE_EXISTING: the caller queues the target's deletion first.
+  BOOL result = ::MoveFileExW(source, target, MOVEFILE_DELAY_UNTIL_REBOOT);
+  if (!result) result = AppendWininitDeletion(source);
+  installSettings.restartNeeded = result ? 1 : 0;
+  return result;
+}
+
+BOOL RunAndWait(const wchar_t* commandLine, const wchar_t* workingFolder, DWORD timeoutMs) {
+  wchar_t buffer[kCommandChars] = {};
+  wcsncpy(buffer, commandLine, kCommandChars - 1);
+  if (!workingFolder)
+    workingFolder = installSettings.installDir.empty() ? nullptr : installSettings.installDir.c_str();
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  BOOL started = ::CreateProcessW(nullptr, buffer, nullptr, nullptr, FALSE, 0, nullptr, workingFolder,
+                                  &startup, &process);
+  if (!started) return 0;
+  UniqueHandle processHandle(process.hProcess), threadHandle(process.hThread);
+  if (timeoutMs != 0) ::WaitForSingleObject(processHandle.get(), timeoutMs);
+  return started;
+}

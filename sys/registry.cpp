@@ -1,0 +1,71 @@
+#include "sys/registry.h"
+
+LONG CKey::Open(HKEY root, const wchar_t* subkey, REGSAM access) {
+  key_.reset();
+  return ::RegOpenKeyExW(root, subkey, 0, access, key_.put());
+}
+
+LONG CKey::Create(HKEY root, const wchar_t* subkey) {
+  key_.reset();
+  return ::RegCreateKeyW(root, subkey, key_.put());
+}
+
+std::wstring ReadRegString(HKEY root, const wchar_t* subkey, const wchar_t* name) {
+  // The data limit is 260 bytes, not characters: longer values read as empty.
+  wchar_t buffer[MAX_PATH + 1] = {};
+  CKey key;
+  if (key.Open(root, subkey, KEY_READ) != ERROR_SUCCESS) return std::wstring();
+  DWORD size = MAX_PATH;
+  if (::RegQueryValueExW(key.get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size) !=
+      ERROR_SUCCESS) {
+    buffer[0] = L'\0';
+  }
+  // Data need not be terminated; the spare slot keeps the string bounded.
+  buffer[MAX_PATH / sizeof(wchar_t)] = L'\0';
+  return std::wstring(buffer);
+}
+
+ULONGLONG ReadRegQword(HKEY root, const wchar_t* subkey, const wchar_t* name) {
+  ULONGLONG value = 0;
+  CKey key;
+  if (key.Open(root, subkey, KEY_READ) != ERROR_SUCCESS) return 0;
+  DWORD size = 0;
+  if (::RegQueryValueExW(key.get(), name, nullptr, nullptr, nullptr, &size) == ERROR_SUCCESS &&
+      size == sizeof value) {
+    if (::RegQueryValueExW(key.get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(&value), &size) !=
+        ERROR_SUCCESS)
+      value = 0;
+  }
+  return value;
+}
+
+BOOL RegKeyExists(HKEY root, const wchar_t* subkey) {
+  CKey key;
+  return key.Open(root, subkey, KEY_READ) == ERROR_SUCCESS;
+}
+
+namespace {
+BOOL WriteRegValue(HKEY root, const wchar_t* subkey, const wchar_t* name, DWORD type,
+                   const void* data, DWORD size) {
+  CKey key;
+  if (key.Create(root, subkey) != ERROR_SUCCESS) return FALSE;
+  return ::RegSetValueExW(key.get(), name, 0, type, static_cast<const BYTE*>(data), size) == ERROR_SUCCESS;
+}
+}  // namespace
+
+BOOL WriteRegString(HKEY root, const wchar_t* subkey, const wchar_t* name, const wchar_t* text) {
+  DWORD size = static_cast<DWORD>((wcslen(text) + 1) * sizeof(wchar_t));
+  return WriteRegValue(root, subkey, name, REG_SZ, text, size);
+}
+
+BOOL WriteRegDword(HKEY root, const wchar_t* subkey, const wchar_t* name, DWORD value) {
+  return WriteRegValue(root, subkey, name, REG_DWORD, &value, sizeof value);
+}
+
+BOOL WriteRegBinary(HKEY root, const wchar_t* subkey, const wchar_t* name, const void* data, DWORD size) {
+  return WriteRegValue(root, subkey, name, REG_BINARY, data, size);
+}
+
+BOOL WriteRegQword(HKEY root, const wchar_t* subkey, const wchar_t* name, ULONGLONG value) {
+  return WriteRegBinary(root, subkey, name, &value, sizeof value);
+}
