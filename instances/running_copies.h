@@ -4,11 +4,19 @@
 
 class COXInstanceManager;
 
+// wParam of the WM_CLOSE that asks the product to close without asking.
+inline constexpr WPARAM kCloseWithoutAskingParam = 1001;
+
 // The top-level, unowned, non-tool window of processId whose title begins
-// with "Quillmark"; null when there is none.
+// with "Quillmark" (and is neither "DDE Server Window" nor
+// "OleMainThreadWndName"); null when there is none.
 HWND FindProcessMainWindow(DWORD processId);
 // Posts WM_CLOSE to that window; FALSE when none is found or it is disabled.
 BOOL CloseProcessWindow(DWORD processId);
+// Brings the main window of processId to the foreground, restoring it when
+// minimised; does nothing when the process has no such window.
+void BringProcessWindowForward(DWORD processId);
 // The sweep: asks each of the first otherCopies registered processes (this
 // one skipped) to close with WM_CLOSE wParam 1001, then terminates it.
+// Stops early when the list holds fewer ids than otherCopies.
 void CloseRunningCopies(COXInstanceManager& registry, int otherCopies);
