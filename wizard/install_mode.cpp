@@ -1,0 +1,74 @@
+#include "wizard/install_mode.h"
+
+#include "app/exit_codes.h"
+#include "app/product.h"
+#include "install/install_run.h"
+#include "sys/handles.h"
+#include "sys/platform.h"
+#include "sys/privileges.h"
+#include "wizard/version_info.h"
+#include "wizard/wizard.h"
+
+namespace {
+
+constexpr int kFinishedPage = 4;
+
+void ChooseDestination(const std::vector<std::wstring>& argv, InstallSettings& settings) {
+  settings.installDir = ExistingInstallationFolder();
+  settings.sourceDir = OwnModuleFolder();
+  if (std::optional<std::wstring> folder = ParseInstallOptions(argv, settings))
+    settings.installDir = *folder;
+  if (settings.installDir.empty()) {
+    settings.installDir = ProgramFilesDir() + L"\\" + kProductName;
+    settings.defaultDirUsed = 1;
+  }
+}
+
+}  // namespace
+
+void RunUnattendedInstall(InstallSettings& settings) {
+  // A fresh install without a folder is always for all users, whatever the
+  // options asked for.
+  if (settings.defaultDirUsed == 1) settings.installType = 1;
+  RunInstall();
+  if (settings.installMode == 2) RunWizard(kFinishedPage);
+}
+
+void RunAfterSetup(const InstallSettings& settings) {
+  if (settings.runAfter != 1) return;
+  if (settings.restartNeeded) {
+    RestartWindows();
+    return;
+  }
+  std::wstring commandLine = settings.installDir + L"\\" + kProductExe;
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  if (::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                       settings.installDir.c_str(), &startup, &process)) {
+    UniqueHandle processHandle(process.hProcess), threadHandle(process.hThread);
+  }
+}
+
+int RunInstallModeEntry(const std::vector<std::wstring>& argv) {
+  InstallSettings& settings = installSettings;
+  ChooseDestination(argv, settings);
+  settings.groupName = kProductName;
+  if (settings.defaultDirUsed == 0) {
+    if (!AdoptExistingInstallation(settings)) return kExitOk;
+  } else {
+    settings.newVersion = ReadFileVersion(settings.sourceDir + L"\\" + kProductExe);
+  }
+  if (PackageIsDamaged(settings)) {
+    SetupDamagedAbort();
+    return kExitCancelled;
+  }
+  if (settings.installMode == 0) {
+    if (RunWizard(-1) != IDOK) return kExitCancelled;
+  } else {
+    RunUnattendedInstall(settings);
+  }
+  ::SetCurrentDirectoryW(settings.installDir.c_str());
+  RunAfterSetup(settings);
+  return kExitOk;
+}

@@ -1,0 +1,200 @@
+// The steps of the install-mode entry that gather what it needs: options,
+// the existing installation, versions, and the package check.
+#include <windows.h>
+#include <shellapi.h>
+#include <shlobj.h>
+
+#include <cwctype>
+
+#include "app/product.h"
+#include "installlog/install_log.h"
+#include "res/resource.h"
+#include "sys/handles.h"
+#include "sys/platform.h"
+#include "sys/registry.h"
+#include "ui/message_box.h"
+#include "ui/strings.h"
+#include "wizard/install_mode.h"
+#include "wizard/version_info.h"
+
+ShellExecuteFn pShellExecuteW = ::ShellExecuteW;
+ExitProcessFn pExitProcess = ::ExitProcess;
+
+namespace {
+
+constexpr wchar_t kAppPathKey[] =
+    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Qmkview8.exe";
+constexpr wchar_t kStartupLinkName[] = L"\\Quillmark 8.lnk";
+
+std::wstring Lower(std::wstring text) {
+  if (!text.empty()) ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
+  return text;
+}
+
+bool EqualsNoCase(const std::wstring& a, const wchar_t* b) {
+  return ::lstrcmpiW(a.c_str(), b) == 0;
+}
+
+bool EndsWith(const std::wstring& text, wchar_t c) { return !text.empty() && text.back() == c; }
+
+std::wstring ProductExeIn(const std::wstring& folder) {
+  return folder + L"\\" + kProductExe;
+}
+
+bool FileExists(const std::wstring& path) {
+  return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+// Creates and removes a temporary file in folder. Its outcome is not used:
+// the probe only touches the folder the way the shipped setup always has.
+void ProbeFolderWithTempFile(const std::wstring& folder) {
+  wchar_t name[MAX_PATH] = {};
+  if (!::GetTempFileNameW(folder.c_str(), L"h5t", 0, name)) return;
+  UniqueFileHandle file(::CreateFileW(name, GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) return;  // the temporary file stays where it is
+  file.reset();
+  ::DeleteFileW(name);
+}
+
+}  // namespace
+
+std::wstring ExistingInstallationFolder() {
+  std::wstring folder = ReadRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"Path");
+  if (folder.empty()) {
+    std::wstring exePath = ReadRegString(HKEY_LOCAL_MACHINE, kAppPathKey, nullptr);
+    size_t at = exePath.find(std::wstring(L"\\") + kProductExe);
+    folder = at == std::wstring::npos ? std::wstring() : exePath.substr(0, at);
+  }
+  if (EndsWith(folder, L'\\')) folder.pop_back();
+  return folder;
+}
+
+std::wstring OwnModuleFolder() {
+  wchar_t path[MAX_PATH] = {};
+  DWORD length = ::GetModuleFileNameW(nullptr, path, MAX_PATH);
+  std::wstring text(path, length < MAX_PATH ? length : 0);
+  size_t slash = text.find_last_of(L'\\');
+  return slash == std::wstring::npos ? std::wstring() : text.substr(0, slash);
+}
+
+std::wstring CleanFolderArgument(std::wstring argument) {
+  if (EndsWith(argument, L'"')) argument.pop_back();
+  if (EndsWith(argument, L'\\') || EndsWith(argument, L'/')) argument.pop_back();
+  return argument;
+}
+
+std::optional<std::wstring> ParseInstallOptions(const std::vector<std::wstring>& argv,
+                                                InstallSettings& settings) {
+  std::optional<std::wstring> folder;
+  for (size_t i = 1; i < argv.size(); ++i) {
+    const std::wstring& arg = argv[i];
+    bool hasNext = i + 1 < argv.size();
+    // "-inst..." options are case-sensitive, the others are not; the
+    // argument after a folder option is examined as an option as well.
+    if (arg.rfind(L"-inst", 0) == 0) {
+      if (arg == L"-instport") {
+        settings.installType = 2;
+        if (hasNext) folder = CleanFolderArgument(argv[i + 1]);
+      } else if (arg == L"-instdir") {
+        if (hasNext) folder = CleanFolderArgument(argv[i + 1]);
+      }
+    } else if (EqualsNoCase(arg, L"-runafter")) {
+      settings.runAfter = 1;
+    } else if (EqualsNoCase(arg, L"-allusers")) {
+      if (settings.installType == 0) settings.installType = 1;
+    } else if (EqualsNoCase(arg, L"-autostart")) {
+      settings.autoStart = 1;
+    } else if (EqualsNoCase(arg, L"-nodeskico")) {
+      settings.desktopIcon = 0;
+    }
+  }
+  return folder;
+}
+
+bool ConfirmVersionChange(int installMode, const VersionQuad& installed,
+                          const VersionQuad& newVersion) {
+  if (installMode != 0) return true;
+  unsigned oldNumber = VersionNumber(installed), newNumber = VersionNumber(newVersion);
+  if (newNumber > oldNumber) return true;
+  std::wstring text;
+  if (newNumber < oldNumber) {
+    text = FormatStr(LoadStr(IDS_OLDER_VERSION).c_str(), installed.major, installed.minor,
+                     installed.release, installed.build, newVersion.major, newVersion.minor,
+                     newVersion.release, newVersion.build);
+  } else {
+    text = FormatStr(LoadStr(IDS_SAME_VERSION).c_str(), newVersion.major, newVersion.minor,
+                     newVersion.release, newVersion.build);
+  }
+  return AppMessageBox(text, MB_YESNO | MB_ICONQUESTION) == IDYES;
+}
+
+int ExistingInstallType() {
+  return ReadRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers") == L"B" ? 1 : 0;
+}
+
+std::wstring RecoverGroupFromLog(const std::wstring& logPath, std::wstring programsFolder,
+                                 std::wstring startupFolder, std::wstring groupName) {
+  LogReader log(logPath);
+  if (!log.IsOpen()) return groupName;
+  if (!EndsWith(programsFolder, L'\\')) programsFolder += L'\\';
+  programsFolder = Lower(programsFolder);
+  startupFolder = Lower(startupFolder);
+  std::wstring line, linkPath;
+  while (log.Next(line)) {
+    if (!EntryArgument(line, kShellLink, linkPath)) continue;
+    std::wstring lowered = Lower(linkPath);
+    if (lowered.rfind(programsFolder, 0) != 0) continue;
+    if (lowered.find(startupFolder) != std::wstring::npos) continue;
+    std::wstring rest = linkPath.substr(programsFolder.size());
+    if (EndsWith(rest, L'\\')) rest.pop_back();
+    size_t slash = rest.find_last_of(L'\\');
+    groupName = slash == std::wstring::npos || slash == 0 ? std::wstring() : rest.substr(0, slash);
+  }
+  return groupName;
+}
+
+std::wstring RecoverGroupName(const std::wstring& installDir, int installType,
+                              const std::wstring& groupName) {
+  std::wstring logPath = installDir + L"\\" + kJournalName;
+  if (!LogReader(logPath).IsOpen()) logPath = installDir + L"\\" + kOldJournalName;
+  if (!LogReader(logPath).IsOpen()) return groupName;
+  std::wstring programs, startup;
+  if (installType == 1) {
+    programs = ShellFolderPath(CSIDL_COMMON_PROGRAMS);
+    startup = ShellFolderPath(CSIDL_COMMON_STARTUP);
+  } else if (installType == 0) {
+    programs = ShellFolderPath(CSIDL_PROGRAMS);
+    startup = ShellFolderPath(CSIDL_STARTUP);
+  }
+  return RecoverGroupFromLog(logPath, programs, startup, groupName);
+}
+
+int DetectAutoStart(const std::wstring& commonStartup, const std::wstring& userStartup) {
+  if (commonStartup.size() > 4) ProbeFolderWithTempFile(commonStartup);
+  if (commonStartup.size() > 4 && FileExists(commonStartup + kStartupLinkName)) return 1;
+  if (userStartup.size() >= 5 && FileExists(userStartup + kStartupLinkName)) return 1;
+  return 0;
+}
+
+bool AdoptExistingInstallation(InstallSettings& settings) {
+  VersionQuad installed = ReadFileVersion(ProductExeIn(settings.installDir));
+  settings.newVersion = ReadFileVersion(ProductExeIn(settings.sourceDir));
+  if (!ConfirmVersionChange(settings.installMode, installed, settings.newVersion)) return false;
+  if (settings.installType < 2) settings.installType = ExistingInstallType();
+  settings.groupName = RecoverGroupName(settings.installDir, settings.installType, settings.groupName);
+  settings.autoStart = DetectAutoStart(ShellFolderPath(CSIDL_COMMON_STARTUP),
+                                       ShellFolderPath(CSIDL_STARTUP));
+  return true;
+}
+
+bool PackageIsDamaged(const InstallSettings& settings) {
+  return settings.newVersion.major == 0 ||
+         !FileExists(settings.sourceDir + L"\\" + kJournalName);
+}
+
+void SetupDamagedAbort() {
+  AppMessageBox(IDS_PACKAGE_DAMAGED, MB_OK | MB_ICONERROR);
+  pShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOW);
+  pExitProcess(1);
+}
