@@ -1,0 +1,175 @@
+#include "install/file_install.h"
+
+#include <io.h>
+#include <windows.h>
+
+#include <cwchar>
+
+#include "app/deferred_ops.h"
+#include "app/settings.h"
+#include "installlog/install_log.h"
+#include "sys/handles.h"
+
+namespace {
+
+bool Exists(const std::wstring& path) { return ::_waccess(path.c_str(), 0) == 0; }
+
+std::wstring ForwardToBackslashes(std::wstring path) {
+  for (wchar_t& c : path)
+    if (c == L'/') c = L'\\';
+  return path;
+}
+
+// Older systems lack IsWow64Process, so it is looked up rather than imported.
+BOOL RunningUnderWow64() {
+  using IsWow64ProcessPtr = BOOL(WINAPI*)(HANDLE, PBOOL);
+  HMODULE kernel = ::GetModuleHandleW(L"kernel32");
+  if (!kernel) return FALSE;
+  auto isWow64Process = reinterpret_cast<IsWow64ProcessPtr>(
+      reinterpret_cast<void*>(::GetProcAddress(kernel, "IsWow64Process")));
+  BOOL wow64 = FALSE;
+  if (isWow64Process) isWow64Process(::GetCurrentProcess(), &wow64);
+  return wow64;
+}
+
+// "C:\Apps\Quillmark 8" -> "C:\Apps"; empty when no backslash is left.
+std::wstring ParentFolder(std::wstring folder) {
+  if (!folder.empty() && folder.back() == L'\\') folder.pop_back();
+  size_t last = folder.rfind(L'\\');
+  return last == std::wstring::npos ? std::wstring() : folder.substr(0, last);
+}
+
+// True when a DLL of the entry's name loads without the package's copy: the
+// copy is parked under ".toinst" meanwhile, since the library search looks in
+// the setup's own folder first.
+bool SystemHasLibrary(const std::wstring& argument) {
+  std::wstring name = SplitRenaming(argument).source;
+  std::wstring packaged = installSettings.sourceDir + L"\\" + name;
+  std::wstring parked = packaged + L".toinst";
+  ::MoveFileW(packaged.c_str(), parked.c_str());
+  HMODULE library = ::LoadLibraryW(name.c_str());
+  ::MoveFileW(parked.c_str(), packaged.c_str());
+  if (!library) return false;
+  ::FreeLibrary(library);
+  return true;
+}
+
+void CopyEntry(const std::wstring& argument, const std::wstring& targetFolder) {
+  if (argument.find(L'>') == std::wstring::npos) {
+    CopyMatchingFiles(argument, installSettings.sourceDir, targetFolder);
+    return;
+  }
+  FileArgument names = SplitRenaming(argument);
+  InstallOneFile(names.source.c_str(), installSettings.sourceDir, targetFolder,
+                 names.target.c_str());
+}
+
+// Creates every level of folder; levels that exist fail harmlessly.
+void CreateFolderChain(const std::wstring& folder) {
+  static const wchar_t kTrimmed[] = L" \t\r\n\\";
+  size_t first = folder.find_first_not_of(kTrimmed);
+  if (first == std::wstring::npos) return;
+  size_t last = folder.find_last_not_of(kTrimmed);
+  std::wstring trimmed = folder.substr(first, last - first + 1);
+  for (size_t slash = trimmed.find(L'\\', 1); slash != std::wstring::npos;
+       slash = trimmed.find(L'\\', slash + 1))
+    ::CreateDirectoryW(trimmed.substr(0, slash).c_str(), nullptr);
+  ::CreateDirectoryW(trimmed.c_str(), nullptr);
+}
+
+}  // namespace
+
+std::wstring JoinFolder(const std::wstring& folder) {
+  if (folder.empty()) return L"\\";
+  wchar_t last = folder.back();
+  return (last == L'\\' || last == L'/') ? folder : folder + L"\\";
+}
+
+void RunInstallScript(const std::wstring& scriptPath) {
+  const BOOL wow64 = RunningUnderWow64();
+  LogReader script(scriptPath);
+  if (!script.IsOpen()) return;
+  const bool portable = installSettings.installType == 2;
+  const std::wstring& installDir = installSettings.installDir;
+  std::wstring line, argument;
+  while (script.Next(line)) {
+    if (EntryArgument(line, kFileCopy, argument)) {
+      CopyEntry(argument, installDir);
+    } else if ((wow64 || portable) && EntryArgument(line, kFileCopyX64, argument)) {
+      CopyEntry(argument, installDir);
+    } else if (portable && EntryArgument(line, kFileCopyPrt, argument)) {
+      CopyEntry(argument, ParentFolder(installDir));
+    } else if (EntryArgument(line, kFileCopyInd, argument)) {
+      if (portable || !SystemHasLibrary(argument)) CopyEntry(argument, installDir);
+    } else if (EntryArgument(line, kMakeDir, argument)) {
+      ::CreateDirectoryW((installDir + L"\\" + argument).c_str(), nullptr);
+    }
+  }
+}
+
+int CopyMatchingFiles(const std::wstring& pattern, const std::wstring& sourceFolder,
+                      const std::wstring& targetFolder) {
+  const std::wstring searchPath = JoinFolder(sourceFolder) + pattern;
+  WIN32_FIND_DATAW found;
+  UniqueFindHandle find(::FindFirstFileW(searchPath.c_str(), &found));
+  if (!find) return 0;
+
+  // A sub-folder in the pattern lands in the same sub-folder of the target.
+  std::wstring target = ForwardToBackslashes(JoinFolder(ForwardToBackslashes(targetFolder)) + pattern);
+  target.erase(target.rfind(L'\\') + 1);
+  if (::GetFileAttributesW(target.c_str()) == INVALID_FILE_ATTRIBUTES) CreateFolderChain(target);
+
+  std::wstring source = sourceFolder;
+  if (pattern.find(L'\\') != std::wstring::npos) source = searchPath.substr(0, searchPath.rfind(L'\\'));
+
+  int copied = 0;
+  do {
+    if (std::wcscmp(found.cFileName, L".") == 0 || std::wcscmp(found.cFileName, L"..") == 0) continue;
+    if (!InstallOneFile(found.cFileName, source, target, nullptr)) break;
+    ++copied;
+  } while (::FindNextFileW(find.get(), &found));
+  return copied;
+}
+
+int InstallOneFile(const wchar_t* name, const std::wstring& sourceFolder,
+                   const std::wstring& targetFolder, const wchar_t* targetName) {
+  const std::wstring source = JoinFolder(sourceFolder);
+  const std::wstring target = JoinFolder(targetFolder);
+  const bool sameFolder = ::_wcsicmp(source.c_str(), target.c_str()) == 0;
+  if (sameFolder && !targetName) return 1;
+
+  const std::wstring src = source + name;
+  if (!Exists(src)) return 0;
+  const std::wstring dst = target + (targetName ? targetName : name);
+
+  if (sameFolder) {
+    if (!Exists(src)) return Exists(dst) ? 1 : 0;
+    if (Exists(dst) && !::DeleteFileW(dst.c_str())) return 1;
+  }
+
+  if (Exists(dst)) {
+    DWORD attributes = ::GetFileAttributesW(dst.c_str());
+    ::SetFileAttributesW(dst.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY |
+                                                                      FILE_ATTRIBUTE_HIDDEN));
+    if (!::DeleteFileW(dst.c_str())) {
+      // In use: move it aside, or failing that replace it at the next restart.
+      std::wstring old = dst + L".old";
+      if (Exists(old) && !::DeleteFileW(old.c_str())) {
+        DeleteAtReboot(old.c_str());
+        old += L"2";
+        ::DeleteFileW(old.c_str());
+      }
+      if (::MoveFileW(dst.c_str(), old.c_str())) {
+        DeleteAtReboot(old.c_str());
+      } else {
+        // The deferred move does not replace a file, so the deletion of the
+        // target is queued first.
+        DeleteAtReboot(dst.c_str());
+        std::wstring fresh = dst + L".new";
+        ::DeleteFileW(fresh.c_str());
+        if (::CopyFileW(src.c_str(), fresh.c_str(), FALSE)) ReplaceAtReboot(fresh.c_str(), dst.c_str());
+      }
+    }
+  }
+  return ::CopyFileW(src.c_str(), dst.c_str(), FALSE) ? 1 : 0;
+}

@@ -1,0 +1,39 @@
+#include "install/install_run.h"
+
+#include "app/product.h"
+#include "app/settings.h"
+#include "install/file_install.h"
+#include "install/registration.h"
+#include "install/shortcuts.h"
+#include "installlog/install_log.h"
+#include "uninstall/uninstall.h"
+
+namespace {
+
+// Old shortcuts and group folders go, then the files and folders that the new
+// script declares obsolete; what the copy step needs is recreated by it.
+void ClearEarlierInstallation() {
+  const std::wstring& installDir = installSettings.installDir;
+  RemoveLoggedLinks(installDir + L"\\" + kOldJournalName);
+  RemoveLoggedLinks(installDir + L"\\" + kJournalName);
+  RemoveLoggedFiles(installSettings.sourceDir + L"\\" + kJournalName, installDir, kFileDel);
+}
+
+}  // namespace
+
+int RunInstall() {
+  InstallSettings& s = installSettings;
+  if (!s.defaultDirUsed) ClearEarlierInstallation();
+  RunInstallScript(s.sourceDir + L"\\" + kJournalName);
+  CopyMatchingFiles(kJournalName, s.sourceDir, s.installDir);
+  // The shortcut entries that follow start on a line of their own.
+  AppendLogLine(s.installDir + L"\\" + kJournalName, L"");
+  if (s.installType != 2) {
+    CreateGroupAndShortcuts();
+    WriteRegistryEntries();
+    RegisterThumbnailExtension();
+  }
+  ImportSettings();
+  if (s.installType == 0 || s.installType == 1) StartProductRegistration();
+  return 0;
+}

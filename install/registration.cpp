@@ -1,0 +1,111 @@
+#include "install/registration.h"
+
+#include <windows.h>
+
+#include "app/deferred_ops.h"
+#include "app/product.h"
+#include "app/settings.h"
+#include "install/file_install.h"
+#include "res/resource.h"
+#include "sys/platform.h"
+#include "sys/registry.h"
+#include "ui/strings.h"
+
+namespace {
+
+void DropTrailingBackslash(std::wstring& path) {
+  if (!path.empty() && path.back() == L'\\') path.pop_back();
+}
+
+}  // namespace
+
+std::wstring OpenCommand() {
+  return L"\"" + installSettings.installDir + L"\\" + kProductExe + L"\" \"%1\"";
+}
+
+std::wstring AssociationTarget() {
+  return IsWindows8OrLater() ? std::wstring(kProgId) : std::wstring(kApplicationsTarget);
+}
+
+void WriteRegistryEntries() {
+  const InstallSettings& s = installSettings;
+  const VersionQuad& v = s.newVersion;
+  const std::wstring openCommand = OpenCommand();
+  const std::wstring target = AssociationTarget();
+  const std::wstring productPath = s.installDir + L"\\" + kProductExe;
+  const std::wstring uninstallerPath = s.installDir + L"\\" + kUninstallerExe;
+
+  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", s.installType == 1 ? L"B" : L"A");
+  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"Path", s.installDir.c_str());
+  WriteRegString(HKEY_CLASSES_ROOT, kDocumentOpenCommandKey, nullptr, openCommand.c_str());
+  for (const wchar_t* extension : kImageExtensions)
+    WriteRegString(HKEY_LOCAL_MACHINE, kFileAssociationsKey, extension, target.c_str());
+  WriteRegString(HKEY_LOCAL_MACHINE, kRegisteredApplicationsKey, kProgId, kCapabilitiesKey);
+  WriteRegString(HKEY_LOCAL_MACHINE, kAppPathKey, nullptr, productPath.c_str());
+  WriteRegString(HKEY_LOCAL_MACHINE, kAppPathKey, L"Path", s.installDir.c_str());
+
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"Contact", L"Support");
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"DisplayName", LoadStr(IDS_PRODUCT_NAME).c_str());
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"InstallLocation", s.installDir.c_str());
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"DisplayVersion",
+                 FormatStr(L"%d.%02d.%02d", v.major, v.minor, v.release).c_str());
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"VersionMajor", FormatStr(L"%d", v.major).c_str());
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"VersionMinor", FormatStr(L"%d", v.minor).c_str());
+  WriteRegDword(HKEY_LOCAL_MACHINE, kUninstallKey, L"MajorVersion", v.major);
+  WriteRegDword(HKEY_LOCAL_MACHINE, kUninstallKey, L"MinorVersion", v.minor);
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"Publisher", kPublisher);
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"UninstallString", uninstallerPath.c_str());
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"URLInfoAbout", kMakerHomePage);
+  WriteRegString(HKEY_CLASSES_ROOT, kApplicationOpenCommandKey, nullptr, openCommand.c_str());
+}
+
+std::wstring ThumbnailExtensionPath() {
+  const bool beforeVista = windowsVersion.dwMajorVersion < 6;
+  const std::wstring folder = installSettings.installDir + L"\\";
+  if (IsWow64()) return beforeVista ? std::wstring() : folder + kThumbDll64;
+  return folder + (beforeVista ? kThumbDllXP32 : kThumbDll32);
+}
+
+bool RegisterThumbnailExtension() {
+  std::wstring dll = ThumbnailExtensionPath();
+  if (dll.size() <= 4) return false;
+  std::wstring commandLine = L"regsvr32.exe /s \"" + dll + L"\"";
+  return RunAndWait(commandLine.c_str(), installSettings.installDir.c_str(), 0) != FALSE;
+}
+
+void ImportSettings() {
+  if (installSettings.sfxFolder.empty()) return;
+  InstallOneFile(L"Qmkview8.ini", installSettings.sfxFolder, installSettings.installDir, nullptr);
+  InstallOneFile(L"Qmkview8.reg", installSettings.sfxFolder, installSettings.installDir, nullptr);
+}
+
+bool StartProductRegistration() {
+  std::wstring commandLine =
+      L"\"" + installSettings.installDir + L"\\" + kProductExe + L"\" -regonly";
+  return RunAndWait(commandLine.c_str(), installSettings.installDir.c_str(), 0) != FALSE;
+}
+
+std::wstring ExistingInstallFolder() {
+  std::wstring folder = ReadRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"Path");
+  if (folder.empty()) {
+    std::wstring productPath = ReadRegString(HKEY_LOCAL_MACHINE, kAppPathKey, nullptr);
+    size_t at = productPath.find(std::wstring(L"\\") + kProductExe);
+    if (at != std::wstring::npos) folder = productPath.substr(0, at);
+  }
+  DropTrailingBackslash(folder);
+  return folder;
+}
+
+std::wstring DefaultBaseFolder() {
+  std::wstring folder = ReadRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion",
+                                      L"ProgramFilesDir");
+  if (folder.empty()) {
+    wchar_t windows[MAX_PATH] = {};
+    ::GetWindowsDirectoryW(windows, MAX_PATH);
+    folder = windows;
+    size_t root = folder.find(L'\\');
+    folder = (root == std::wstring::npos ? folder : folder.substr(0, root + 1)) + L"Program Files";
+  }
+  DropTrailingBackslash(folder);
+  return folder;
+}

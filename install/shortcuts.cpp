@@ -1,0 +1,116 @@
+#include "install/shortcuts.h"
+
+#include <io.h>
+#include <objbase.h>
+#include <shlobj.h>
+#include <shobjidl.h>
+
+#include "app/product.h"
+#include "app/settings.h"
+#include "installlog/install_log.h"
+#include "res/resource.h"
+#include "sys/handles.h"
+#include "sys/platform.h"
+#include "ui/message_box.h"
+#include "ui/strings.h"
+
+namespace {
+
+// COM stays initialised for the life of the process once a shortcut was asked for.
+bool comInitialized = false;
+
+std::wstring JournalPath() { return installSettings.installDir + L"\\" + kJournalName; }
+
+std::wstring UnquotedTarget(const std::wstring& target) {
+  std::wstring text = (!target.empty() && target.front() == L'"') ? target.substr(1) : target;
+  if (text.size() > 511) text.resize(511);
+  if (!text.empty() && text.back() == L'"') text.pop_back();
+  return text;
+}
+
+std::wstring TrimmedGroupName(std::wstring name) {
+  for (wchar_t& c : name)
+    if (c == L'/') c = L'\\';
+  static const wchar_t kTrimmed[] = L" \t\r\n\\";
+  size_t first = name.find_first_not_of(kTrimmed);
+  if (first == std::wstring::npos) return std::wstring();
+  return name.substr(first, name.find_last_not_of(kTrimmed) - first + 1);
+}
+
+void CreateProductShortcut(const std::wstring& folder, const std::wstring& pictures) {
+  CreateShellLink(installSettings.installDir + L"\\" + kProductExe,
+                  folder + L"\\" + LoadStr(IDS_PRODUCT_NAME) + L".lnk", L"", SW_SHOWNORMAL, nullptr,
+                  pictures.c_str());
+}
+
+std::wstring ProgramsFolder() {
+  if (installSettings.installType == 1) {
+    std::wstring common = ShellFolderPath(CSIDL_COMMON_PROGRAMS);
+    if (common.size() >= 4) return common;
+    installSettings.installType = 0;
+  }
+  return ShellFolderPath(CSIDL_PROGRAMS);
+}
+
+void CreateProgramGroup(const std::wstring& programs, const std::wstring& pictures) {
+  const std::wstring group = TrimmedGroupName(installSettings.groupName);
+  for (size_t slash = group.find(L'\\', 1); slash != std::wstring::npos; slash = group.find(L'\\', slash + 1))
+    ::CreateDirectoryW((programs + L"\\" + group.substr(0, slash)).c_str(), nullptr);
+  std::wstring groupFolder = programs + L"\\" + group;
+  ::CreateDirectoryW(groupFolder.c_str(), nullptr);
+  AppendLogLine(JournalPath(), kMadeDir + groupFolder);
+
+  if (::_waccess(groupFolder.c_str(), 0) != 0) return;
+  groupFolder += L"\\";
+  CreateShellLink(installSettings.installDir + L"\\" + kProductExe,
+                  groupFolder + LoadStr(IDS_PRODUCT_NAME) + L".lnk", L"", SW_SHOWNORMAL, nullptr,
+                  pictures.c_str());
+  CreateShellLink(installSettings.installDir + L"\\" + kHelpFile,
+                  groupFolder + LoadStr(IDS_HELP_SHORTCUT) + L".lnk", L"", SW_SHOWNORMAL, nullptr,
+                  nullptr);
+}
+
+}  // namespace
+
+HRESULT CreateShellLink(const std::wstring& target, const std::wstring& linkPath,
+                        const std::wstring& description, int showCommand,
+                        const wchar_t* arguments, const wchar_t* workingFolder) {
+  if (!comInitialized) {
+    ::CoInitialize(nullptr);
+    comInitialized = true;
+  }
+  ComPtr<IShellLinkW> link;
+  HRESULT result = ::CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
+                                      link.put_void());
+  if (FAILED(result)) return result;
+  ComPtr<IPersistFile> file;
+  result = link->QueryInterface(IID_IPersistFile, file.put_void());
+  if (FAILED(result)) return result;
+
+  result = link->SetPath(UnquotedTarget(target).c_str());
+  if (FAILED(result)) AppMessageBox(L"SetPath failed!", MB_OK);
+  result = link->SetDescription(description.c_str());
+  if (FAILED(result)) AppMessageBox(L"SetDescription failed!", MB_OK);
+  const std::wstring path = linkPath.substr(0, MAX_PATH - 1);
+  if (showCommand != SW_SHOWNORMAL) result = link->SetShowCmd(showCommand);
+  if (arguments) result = link->SetArguments(arguments);
+  if (workingFolder) result = link->SetWorkingDirectory(workingFolder);
+
+  result = file->Save(path.c_str(), TRUE);
+  if (SUCCEEDED(result)) AppendLogLine(JournalPath(), kShellLink + path);
+  // The persist-file interface goes before the link object.
+  file.reset();
+  link.reset();
+  return result;
+}
+
+void CreateGroupAndShortcuts() {
+  const std::wstring programs = ProgramsFolder();
+  const bool allUsers = installSettings.installType == 1;
+  const std::wstring pictures = ShellFolderPath(CSIDL_MYPICTURES);
+  CreateProgramGroup(programs, pictures);
+  if (installSettings.desktopIcon)
+    CreateProductShortcut(ShellFolderPath(allUsers ? CSIDL_COMMON_DESKTOPDIRECTORY : CSIDL_DESKTOP), pictures);
+  if (installSettings.autoStart)
+    CreateProductShortcut(ShellFolderPath(allUsers ? CSIDL_COMMON_STARTUP : CSIDL_STARTUP), pictures);
+}
