@@ -1,5 +1,24 @@
 // The install log: one line format for the package's install script, the
 // installation's journal and an earlier version's journal.
+//
+// Bytes and characters. A log is 8-bit text: bytes 0-255 stand one to one for
+// the characters 0-255, whatever the system's code page. Names with a
+// character above 255 cannot be said that way, so such a line is written as
+// UTF-8 instead. A line read back is taken as UTF-8 only when its bytes are
+// valid UTF-8 and the decoded text holds a character above 255; otherwise it
+// is read byte for byte. Old 8-bit scripts therefore read exactly as before,
+// and every name round-trips but two kinds that no real path holds: text with
+// unpaired UTF-16 surrogates (written as U+FFFD), and pure 8-bit text whose
+// bytes happen to spell UTF-8 for a character above 255 (such as "\xE4\xBD\xA0").
+//
+// Line model. A physical line ends at LF; CR LF counts as LF. The physical
+// line (its LF included) is first decoded as above, as a whole, and then cut
+// into lines of at most 511 UTF-16 units, as a 512-unit read buffer would take
+// it: a longer physical line is read as several lines, and a line of exactly
+// 511 units is followed by one holding only its line end. A surrogate pair is
+// never torn: a piece that would end inside one ends a unit early. Each line
+// then ends at its first NUL, and trailing characters of code 32 or less are
+// cut, scanning backwards; the first character is never cut.
 #pragma once
 #include <cstdio>
 #include <functional>
@@ -17,9 +36,12 @@ inline constexpr wchar_t kMakeDir[] = L"Make Dir: ";
 inline constexpr wchar_t kShellLink[] = L"Shell Link: ";
 inline constexpr wchar_t kMadeDir[] = L"Made Dir: ";
 
-// Reads a log line by line under the line model (at most 511 characters a
-// line, trailing characters of code 32 or less cut, the first one kept).
-// A log that cannot be opened reads as empty.
+// Characters per line read, the terminator of the read buffer not counted.
+inline constexpr size_t kLogLineLimit = 511;
+
+// Reads a log line by line under the line model above. The log is opened for
+// reading only, sharing read and write; a log that cannot be opened reads as
+// empty.
 class LogReader {
  public:
   explicit LogReader(const std::wstring& path);
@@ -29,10 +51,15 @@ class LogReader {
   bool IsOpen() const { return file_ != nullptr; }
   // false at the end of the log.
   bool Next(std::wstring& line);
+  // Back to the first line.
   void Rewind();
 
  private:
+  bool ReadPhysicalLine();
+
   FILE* file_ = nullptr;
+  std::wstring physical_;   // decoded physical line being handed out
+  size_t position_ = 0;     // next unit of physical_ to hand out
 };
 
 // The argument of line for prefix, or false when line is no such entry.
@@ -50,8 +77,17 @@ FileArgument SplitRenaming(const std::wstring& argument);
 // Everything from the first " | " on cut off.
 std::wstring CutComment(const std::wstring& argument);
 
-// Appends text and a line end; silently does nothing when the log cannot be opened.
+// Appends text and a line end (CR LF; an LF inside text also becomes CR LF;
+// text ends at a NUL). Silently does nothing when the log cannot be opened.
 void AppendLogLine(const std::wstring& logPath, const std::wstring& text);
 // Calls action with the argument of every entry of kind prefix, in file order.
+// Does nothing when the log cannot be opened.
 void ForEachEntry(const std::wstring& logPath, const wchar_t* prefix,
                   const std::function<void(const std::wstring& argument)>& action);
+
+// The bytes that stand for text in a log: one byte a character when every
+// character is below 256, UTF-8 otherwise. No line end is added.
+std::string EncodeLogText(const std::wstring& text);
+// The characters of one physical line's bytes: UTF-8 when valid and holding a
+// character above 255, otherwise byte for byte.
+std::wstring DecodeLogText(const std::string& bytes);

@@ -1,0 +1,189 @@
+#include "uninstall/uninstall.h"
+
+#include <windows.h>
+#include <shlobj.h>
+
+#include <string_view>
+
+#include "app/deferred_ops.h"
+#include "app/product.h"
+#include "installlog/install_log.h"
+#include "sys/handles.h"
+#include "sys/platform.h"
+#include "sys/registry.h"
+#include "uninstall/registry_cleanup.h"
+
+namespace {
+
+constexpr const wchar_t* kRemovedFileKinds[] = {kFileCopy,      kFileCopyX64, kFileCopyInd,
+                                                kFileCopyPrt,   kFileOverwrite, kFileDel};
+constexpr wchar_t kShellFoldersKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
+constexpr DWORD kShellFolderValueBytes = 1024;
+constexpr DWORD kProfileNameChars = 512;
+
+// folder plus a backslash unless it is empty or already ends in one.
+std::wstring FolderPrefix(const std::wstring& folder) {
+  if (folder.empty() || folder.back() == L'\\' || folder.back() == L'/') return folder;
+  return folder + L'\\';
+}
+
+// One trailing backslash dropped, then everything from the last backslash on:
+// empty when no backslash is left.
+std::wstring ParentFolder(std::wstring folder) {
+  if (!folder.empty() && folder.back() == L'\\') folder.pop_back();
+  size_t slash = folder.rfind(L'\\');
+  return slash == std::wstring::npos ? std::wstring() : folder.substr(0, slash);
+}
+
+bool PathExists(const std::wstring& path) {
+  return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+void RemoveFolderAndEmptyParents(std::wstring folder) {
+  while (::RemoveDirectoryW(folder.c_str())) folder = ParentFolder(folder);
+}
+
+void RemoveFileEntries(LogReader& reader, const std::wstring& installFolder, const wchar_t* onlyPrefix) {
+  std::wstring line, argument;
+  while (reader.Next(line)) {
+    for (const wchar_t* prefix : kRemovedFileKinds) {
+      if (onlyPrefix && std::wstring_view(prefix) != onlyPrefix) continue;
+      if (!EntryArgument(line, prefix, argument)) continue;
+      std::wstring base = prefix == kFileCopyPrt ? ParentFolder(installFolder) : installFolder;
+      DeleteMatchingFiles(base, SplitRenaming(CutComment(argument)).target);
+    }
+  }
+}
+
+void RemoveMadeFolders(LogReader& reader, const std::wstring& installFolder) {
+  std::wstring line, argument;
+  while (reader.Next(line)) {
+    if (!EntryArgument(line, kMakeDir, argument)) continue;
+    std::wstring folder = installFolder + L'\\' + argument;
+    if (!::RemoveDirectoryW(folder.c_str())) DeleteAtReboot(folder.c_str());
+  }
+}
+
+void RemoveProgramGroup(const std::wstring& programsFolder) {
+  std::wstring group = programsFolder + L'\\' + kProductName + L'\\';
+  DeleteMatchingFiles(group, L"*.*");
+  ::RemoveDirectoryW(group.c_str());
+}
+
+std::wstring ShortcutIn(const std::wstring& folder) {
+  return folder + L'\\' + kProductName + L".lnk";
+}
+
+void RemoveProductFolders(const std::wstring& installFolder) {
+  std::wstring x64 = installFolder + L"\\x64";
+  if (!::RemoveDirectoryW(x64.c_str())) DeleteAtReboot(x64.c_str());
+  std::wstring x32 = installFolder + L"\\x32";
+  if (!::RemoveDirectoryW(x32.c_str()) && PathExists(x32)) DeleteAtReboot(x32.c_str());
+  // The x32 test is how the folder removal has always decided; kept as it is.
+  if (!::RemoveDirectoryW(installFolder.c_str()) && PathExists(x32)) DeleteAtReboot(installFolder.c_str());
+  if (std::wstring_view(kProductName).find(L'\\') != std::wstring_view::npos) {
+    std::wstring parent = installFolder;
+    while (!parent.empty() && parent.back() == L'\\') parent.pop_back();
+    parent = ParentFolder(parent);
+    if (!::RemoveDirectoryW(parent.c_str())) DeleteAtReboot(parent.c_str());
+  }
+}
+
+void RemoveCommonShortcuts() {
+  std::wstring startup = ShellFolderPath(CSIDL_COMMON_STARTUP);
+  if (startup.size() > 4) ::DeleteFileW(ShortcutIn(startup).c_str());
+  std::wstring desktop = ShellFolderPath(CSIDL_COMMON_DESKTOPDIRECTORY);
+  if (desktop.size() > 4) ::DeleteFileW(ShortcutIn(desktop).c_str());
+  std::wstring programs = ShellFolderPath(CSIDL_COMMON_PROGRAMS);
+  if (programs.size() > 4) RemoveProgramGroup(programs);
+}
+
+std::wstring ReadShellFolder(HKEY shellFolders, const wchar_t* name) {
+  wchar_t buffer[kShellFolderValueBytes / sizeof(wchar_t) + 1] = {};
+  DWORD size = kShellFolderValueBytes;
+  if (::RegQueryValueExW(shellFolders, name, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer), &size) !=
+      ERROR_SUCCESS)
+    return std::wstring();
+  return buffer;
+}
+
+void RemoveProfileShortcuts(HKEY profile) {
+  CKey shellFolders;
+  if (shellFolders.Open(profile, kShellFoldersKey, KEY_READ) != ERROR_SUCCESS) return;
+  std::wstring startup = ReadShellFolder(shellFolders.get(), L"Startup");
+  if (!startup.empty()) ::DeleteFileW(ShortcutIn(startup).c_str());
+  std::wstring desktop = ReadShellFolder(shellFolders.get(), L"Desktop");
+  if (!desktop.empty()) ::DeleteFileW(ShortcutIn(desktop).c_str());
+  std::wstring programs = ReadShellFolder(shellFolders.get(), L"Programs");
+  shellFolders.Close();
+  if (!programs.empty()) RemoveProgramGroup(programs);
+}
+
+void RemoveShortcutsOfEveryProfile() {
+  wchar_t name[kProfileNameChars] = {};
+  for (DWORD index = 0; ::RegEnumKeyW(HKEY_USERS, index, name, kProfileNameChars) == ERROR_SUCCESS; ++index) {
+    CKey profile;
+    if (profile.Open(HKEY_USERS, name, KEY_ALL_ACCESS) != ERROR_SUCCESS) continue;
+    RemoveProfileShortcuts(profile.get());
+  }
+}
+
+}  // namespace
+
+int DeleteMatchingFiles(const std::wstring& folder, const std::wstring& pattern) {
+  std::wstring base = FolderPrefix(folder);
+  size_t lastSlash = pattern.rfind(L'\\');
+  if (lastSlash != std::wstring::npos) base += pattern.substr(0, lastSlash + 1);
+  WIN32_FIND_DATAW found;
+  UniqueFindHandle search(::FindFirstFileW((FolderPrefix(folder) + pattern).c_str(), &found));
+  if (!search) return 0;
+  int deleted = 0;
+  do {
+    std::wstring_view name(found.cFileName);
+    if (name == L"." || name == L"..") continue;
+    std::wstring path = base + found.cFileName;
+    ::SetFileAttributesW(path.c_str(),
+                         found.dwFileAttributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+    if (::DeleteFileW(path.c_str()))
+      ++deleted;
+    else
+      DeleteAtReboot(path.c_str());
+  } while (::FindNextFileW(search.get(), &found));
+  return deleted;
+}
+
+void RemoveLoggedLinks(const std::wstring& logPath) {
+  LogReader reader(logPath);
+  if (!reader.IsOpen()) return;
+  std::wstring line, argument;
+  while (reader.Next(line))
+    if (EntryArgument(line, kShellLink, argument)) ::DeleteFileW(argument.c_str());
+  reader.Rewind();
+  while (reader.Next(line))
+    if (EntryArgument(line, kMadeDir, argument)) RemoveFolderAndEmptyParents(argument);
+}
+
+void RemoveLoggedFiles(const std::wstring& logPath, const std::wstring& installFolder,
+                       const wchar_t* onlyPrefix) {
+  LogReader reader(logPath);
+  if (!reader.IsOpen()) return;
+  RemoveFileEntries(reader, installFolder, onlyPrefix);
+  reader.Rewind();
+  RemoveMadeFolders(reader, installFolder);
+}
+
+void UninstallProcedure(const std::wstring& installFolder) {
+  std::wstring product = L"\"" + installFolder + kProductExe + L"\" -unregonly";
+  RunAndWait(product.c_str(), installFolder.c_str(), 5000);
+  RemoveRegistryEntries(kMakerWord, kProductName, kProductName, kProductExe);
+  RestoreFileAssociations();
+  const std::wstring logs[] = {installFolder + kOldJournalName, installFolder + kJournalName};
+  for (const std::wstring& log : logs) RemoveLoggedLinks(log);
+  for (const std::wstring& log : logs) RemoveLoggedFiles(log, installFolder, nullptr);
+  DeleteMatchingFiles(installFolder, kJournalName);
+  // Hold no handle on the installation folder while removing it.
+  ::SetCurrentDirectoryW(L"\\");
+  RemoveProductFolders(installFolder);
+  RemoveCommonShortcuts();
+  RemoveShortcutsOfEveryProfile();
+}
