@@ -1,0 +1,218 @@
+#include "wizard/setup_dlg.h"
+
+#include <new>
+
+#include "app/product.h"
+#include "app/settings.h"
+#include "install/install_run.h"
+#include "res/resource.h"
+#include "ui/app.h"
+#include "ui/message_box.h"
+#include "ui/strings.h"
+#include "wizard/agreement_dlg.h"
+#include "wizard/folder_dlg.h"
+#include "wizard/group_dlg.h"
+#include "wizard/into_dlg.h"
+#include "wizard/start_dlg.h"
+
+InstallRunner pInstallRun = &RunInstall;
+
+namespace {
+
+// The template texts of Next and Cancel, kept so that the agreement page's
+// "Yes"/"No" can be undone on every other page.
+std::wstring nextButtonText;
+std::wstring cancelButtonText;
+
+constexpr int kAgreementIndex = 1;
+constexpr int kGroupIndex = 3;
+constexpr int kInstallIndex = 5;
+constexpr int kFinishIndex = 6;
+constexpr int kPortableType = 2;
+
+// Replaces every occurrence of what in text by with.
+std::wstring ReplaceAll(std::wstring text, const std::wstring& what, const std::wstring& with) {
+  if (what.empty()) return text;
+  for (size_t at = text.find(what); at != std::wstring::npos; at = text.find(what, at + with.size()))
+    text.replace(at, what.size(), with);
+  return text;
+}
+
+// installDir's parent: one trailing backslash dropped, then cut at the last one.
+std::wstring ParentOfInstallDir() {
+  std::wstring folder = installSettings.installDir;
+  if (!folder.empty() && folder.back() == L'\\') folder.pop_back();
+  size_t slash = folder.rfind(L'\\');
+  return slash == std::wstring::npos ? folder : folder.substr(0, slash);
+}
+
+template <typename Page>
+std::unique_ptr<CDialog> NewPage(HWND frame) {
+  return std::unique_ptr<CDialog>(new (std::nothrow) Page(frame));
+}
+
+}  // namespace
+
+CSetupDlg::CSetupDlg(HWND parent) : CDialog(IDD_SETUP, parent) {}
+
+CSetupDlg::~CSetupDlg() = default;
+
+void CSetupDlg::DoDataExchange(CDataExchange& dx) {
+  DDX_Control(dx, IDCANCEL, cancel_);
+  DDX_Control(dx, IDC_PICTURE, picture_);
+  DDX_Control(dx, IDC_BACK, back_);
+  DDX_Control(dx, IDOK, next_);
+}
+
+BOOL CSetupDlg::OnInitDialog() {
+  CDialog::OnInitDialog();
+  if (CWinApp* app = CWinApp::Current()) app->SetMainWindow(GetSafeHwnd());
+  nextButtonText = next_.GetText();
+  cancelButtonText = cancel_.GetText();
+  SetWindowText(LoadStr(IDS_CAPTION));
+  NextPage();
+  return FALSE;  // the page procedure has set the focus
+}
+
+void CSetupDlg::OnOK() { NextPage(); }
+
+void CSetupDlg::OnCancel() {
+  // Once the install has run only Finish is left; Escape and the close box
+  // must not pretend the setup was cancelled.
+  if (!cancel_.IsEnabled()) return;
+  if (AppMessageBox(IDS_CONFIRM_CANCEL, MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2) == IDYES)
+    EndDialog(IDCANCEL);
+}
+
+bool CSetupDlg::OnClicked(int id) {
+  if (id != IDC_BACK) return false;
+  PreviousPage();
+  return true;
+}
+
+void CSetupDlg::PreviousPage() {
+  // The index drops before the page is asked to close: a page that refuses
+  // stays on screen with the index already lowered.
+  pageIndex_ -= 2;
+  if (pageIndex_ == 2 && installSettings.installType == kPortableType) pageIndex_ = 1;
+  NextPage();
+}
+
+void CSetupDlg::NextPage() {
+  if (page_ && pageIndex_ < kInstallIndex) {
+    if (!page_->DestroyWindow()) return;
+    page_.reset();
+  }
+  ++pageIndex_;
+  if (pageIndex_ == kGroupIndex && installSettings.installType == kPortableType) ++pageIndex_;
+  if (savedCaption_.empty()) savedCaption_ = GetWindowText();
+  if (pageIndex_ != kAgreementIndex) {
+    next_.SetText(nextButtonText);
+    cancel_.SetText(cancelButtonText);
+  }
+  if (pageIndex_ == kFinishIndex) {
+    FinishWizard();
+    return;
+  }
+  CreatePage();
+  if (pageIndex_ == kAgreementIndex) {
+    EnterAgreement();
+    return;
+  }
+  if (pageIndex_ == 0) back_.Show(false);
+  if (pageIndex_ == kInstallIndex) RunInstallStep();
+  CommonTail();
+}
+
+bool CSetupDlg::CreatePage() {
+  HWND frame = GetSafeHwnd();
+  UINT templateId = 0;
+  switch (pageIndex_) {
+    case 0: page_ = NewPage<CIntoDlg>(frame); templateId = IDD_INTRO; break;
+    case 1: page_ = NewPage<CAgreementDlg>(frame); templateId = IDD_AGREEMENT; break;
+    case 2: page_ = NewPage<CFolderDlg>(frame); templateId = IDD_FOLDER; break;
+    case 3: page_ = NewPage<CGroupDlg>(frame); templateId = IDD_GROUP; break;
+    case 4:
+    case 5: page_ = NewPage<CStartDlg>(frame); templateId = IDD_START; break;
+    default: page_.reset(); break;
+  }
+  if (page_ && !page_->Create(templateId, frame)) page_.reset();
+  return page_ != nullptr;
+}
+
+void CSetupDlg::EnterAgreement() {
+  next_.SetText(LoadStr(IDS_YES));
+  cancel_.SetText(LoadStr(IDS_NO));
+  back_.Show(true);
+  picture_.Show(false);
+  SetWindowText(LoadStr(IDS_ACCEPT_CAPTION));
+}
+
+void CSetupDlg::RunInstallStep() {
+  CDialog* page = page_.get();
+  auto item = [page](int id) { return CControl(page ? page->GetDlgItem(id) : nullptr); };
+  item(IDC_READY).Show(false);
+  item(IDC_READY_HINT).Show(false);
+  item(IDC_INSTALLING).Show(true);
+  // The install blocks the message loop: put the page up and paint it now.
+  PlacePage();
+  if (page) ::UpdateWindow(page->GetSafeHwnd());
+
+  back_.Enable(false);
+  next_.Enable(false);
+  cancel_.Enable(false);
+  if (installSettings.installMode == 0) {
+    ::SetCursor(::LoadCursorW(nullptr, IDC_WAIT));
+    if (pInstallRun) pInstallRun();
+    ::SetCursor(::LoadCursorW(nullptr, IDC_ARROW));
+  }
+  next_.Enable(true);
+
+  CControl runAfter = item(IDC_RUN_AFTER);
+  if (installSettings.restartNeeded == 1) {
+    runAfter.SetText(LoadStr(IDS_RESTART_ON_FINISH));
+    runAfter.SetCheck(BST_CHECKED);
+  }
+  next_.SetText(LoadStr(IDS_FINISH));
+  if (installSettings.installType != kPortableType) {
+    item(IDC_INSTALLING).Show(false);
+    runAfter.Show(true);
+  } else {
+    item(IDC_INSTALLING).SetText(
+        FormatStr(LoadStr(IDS_PORTABLE_RUN_HINT).c_str(), ParentOfInstallDir().c_str()));
+  }
+  const VersionQuad& version = installSettings.newVersion;
+  std::wstring versioned = FormatStr(L"Quillmark 8.%02d.%02d", static_cast<int>(version.minor),
+                                     static_cast<int>(version.release));
+  item(IDC_READY).SetText(ReplaceAll(LoadStr(IDS_INSTALLED_OK), kProductName, versioned));
+  item(IDC_READY_HINT).SetText(LoadStr(installSettings.restartNeeded == 1 ? IDS_RESTART_NEEDED
+                                                                          : IDS_PRESS_FINISH));
+  item(IDC_READY).Show(true);
+  item(IDC_READY_HINT).Show(true);
+  next_.SetFocus();
+}
+
+void CSetupDlg::FinishWizard() {
+  // The box is read even when hidden: a portable install that needs a restart
+  // restarts at Finish.
+  HWND box = page_ ? page_->GetDlgItem(IDC_RUN_AFTER) : nullptr;
+  installSettings.runAfter = CControl(box).GetCheck() == BST_CHECKED ? 1 : 0;
+  EndDialog(IDOK);
+}
+
+void CSetupDlg::PlacePage() {
+  if (!page_ || !page_->GetSafeHwnd()) return;
+  RECT picture = {};
+  ::GetWindowRect(picture_.GetSafeHwnd(), &picture);
+  ::MapWindowPoints(nullptr, GetSafeHwnd(), reinterpret_cast<POINT*>(&picture), 2);
+  ::SetWindowPos(page_->GetSafeHwnd(), HWND_TOP, picture.right + 4, picture.top, 0, 0,
+                 SWP_NOSIZE | SWP_SHOWWINDOW);
+}
+
+void CSetupDlg::CommonTail() {
+  SetWindowText(savedCaption_);
+  picture_.Show(true);
+  next_.Enable(true);
+  next_.SetFocus();
+  PlacePage();
+}
