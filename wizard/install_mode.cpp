@@ -3,8 +3,8 @@
 #include "app/exit_codes.h"
 #include "app/product.h"
 #include "install/install_run.h"
+#include "install/registration.h"
 #include "sys/handles.h"
-#include "sys/platform.h"
 #include "sys/privileges.h"
 #include "wizard/version_info.h"
 #include "wizard/wizard.h"
@@ -14,12 +14,12 @@ namespace {
 constexpr int kFinishedPage = 4;
 
 void ChooseDestination(const std::vector<std::wstring>& argv, InstallSettings& settings) {
-  settings.installDir = ExistingInstallationFolder();
+  settings.installDir = ExistingInstallFolder();
   settings.sourceDir = OwnModuleFolder();
   if (std::optional<std::wstring> folder = ParseInstallOptions(argv, settings))
     settings.installDir = *folder;
   if (settings.installDir.empty()) {
-    settings.installDir = ProgramFilesDir() + L"\\" + kProductName;
+    settings.installDir = DefaultBaseFolder() + L"\\" + kProductName;
     settings.defaultDirUsed = 1;
   }
 }

@@ -16,10 +16,6 @@ int RunInstallModeEntry(const std::vector<std::wstring>& argv);
 
 // The pieces of the entry, in the order it uses them.
 
-// Folder of an existing installation: the vendor key's "Path", else the App
-// Paths entry of the product cut before "\Qmkview8.exe"; one trailing
-// backslash dropped. Empty when there is none.
-std::wstring ExistingInstallationFolder();
 // Folder of the running executable, without the trailing backslash.
 std::wstring OwnModuleFolder();
 // A folder argument as given after "-instport"/"-instdir": one trailing double

@@ -22,8 +22,6 @@ ExitProcessFn pExitProcess = ::ExitProcess;
 
 namespace {
 
-constexpr wchar_t kAppPathKey[] =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Qmkview8.exe";
 constexpr wchar_t kStartupLinkName[] = L"\\Quillmark 8.lnk";
 
 std::wstring Lower(std::wstring text) {
@@ -58,17 +56,6 @@ void ProbeFolderWithTempFile(const std::wstring& folder) {
 }
 
 }  // namespace
-
-std::wstring ExistingInstallationFolder() {
-  std::wstring folder = ReadRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"Path");
-  if (folder.empty()) {
-    std::wstring exePath = ReadRegString(HKEY_LOCAL_MACHINE, kAppPathKey, nullptr);
-    size_t at = exePath.find(std::wstring(L"\\") + kProductExe);
-    folder = at == std::wstring::npos ? std::wstring() : exePath.substr(0, at);
-  }
-  if (EndsWith(folder, L'\\')) folder.pop_back();
-  return folder;
-}
 
 std::wstring OwnModuleFolder() {
   wchar_t path[MAX_PATH] = {};
