@@ -1,10 +1,21 @@
 // Process exit codes. Stable: scripts that deploy the product test them.
+//
+// Outcome                                                   Code
+// setup finished, or the user declined the version prompt   0 kExitOk
+// removal worker finished                                    0 kExitOk
+// uninstaller handed over to the removal worker              0 kExitOk
+// wizard cancelled                                           1 kExitCancelled
+// damaged package (ended by the install-mode entry)          1 kExitCancelled
+// uninstall confirmation ("-v") declined                     2 kExitDeclined
+// setup: question to close running copies declined           2 kExitDeclined
+// uninstaller: the removal worker could not be started       3 kExitWorkerNotStarted
+//
+// The setup role's code is the install-mode entry's own value (0 or 1).
 #pragma once
 
 enum ExitCode : int {
-  kExitOk = 0,               // setup finished (or nothing to do), removal finished,
-                             // uninstaller handed over to the removal worker
-  kExitCancelled = 1,        // wizard cancelled; damaged package
-  kExitDeclined = 2,         // uninstall confirmation or close question declined
-  kExitWorkerNotStarted = 3, // the removal worker could not be started
+  kExitOk = 0,
+  kExitCancelled = 1,
+  kExitDeclined = 2,
+  kExitWorkerNotStarted = 3,
 };

@@ -1,0 +1,114 @@
+#include "app/removal_worker.h"
+
+#include <cstdlib>
+
+#include "app/deferred_ops.h"
+#include "app/product.h"
+#include "app/settings.h"
+#include "res/resource.h"
+#include "sys/handles.h"
+#include "sys/platform.h"
+#include "ui/message_box.h"
+#include "uninstall/uninstall.h"
+
+namespace {
+
+constexpr DWORD kUninstallerExitWaitMs = 1000;
+constexpr DWORD kRegsvr32TimeoutMs = 5000;
+
+std::wstring ModuleFileName() {
+  wchar_t path[MAX_PATH] = {};
+  ::GetModuleFileNameW(nullptr, path, MAX_PATH);
+  return path;
+}
+
+// A fresh, empty "uni*.tmp" in the temporary folder; the system picks the name.
+std::wstring NewTemporaryFile() {
+  wchar_t folder[MAX_PATH] = {};
+  ::GetTempPathW(MAX_PATH, folder);
+  wchar_t file[MAX_PATH] = {};
+  ::GetTempFileNameW(folder, L"uni", 0, file);
+  return file;
+}
+
+// Starts program with commandLine and ends this process with 0, as an exec
+// would. Leaving through exit() instead of the C runtime's exec (which skips
+// static destructors) takes this process off the instance list at once.
+INT_PTR ReplaceProcess(const std::wstring& program, const std::wstring& commandLine) {
+  std::wstring buffer = commandLine;
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  if (!::CreateProcessW(program.c_str(), buffer.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                        &startup, &process))
+    return -1;
+  ::CloseHandle(process.hThread);
+  ::CloseHandle(process.hProcess);
+  std::exit(0);
+}
+
+}  // namespace
+
+std::wstring QuoteIfBlank(const std::wstring& path) {
+  if (path.find_first_of(L" \t") == std::wstring::npos) return path;
+  std::wstring quoted = L"\"" + path + L"\"";
+  // Built in a 260-character buffer.
+  if (quoted.size() > MAX_PATH - 1) quoted.resize(MAX_PATH - 1);
+  return quoted;
+}
+
+std::wstring RemovalWorkerCommandLine(const std::wstring& workerPath,
+                                      const std::wstring& uninstallerPath, int installMode) {
+  // The exec joins its arguments with blanks and quotes nothing itself.
+  std::wstring commandLine = QuoteIfBlank(workerPath) + L" -delself " + QuoteIfBlank(uninstallerPath);
+  if (installMode != 0) commandLine += L" -s";
+  return commandLine;
+}
+
+INT_PTR LaunchRemovalWorker() {
+  std::wstring worker = NewTemporaryFile();
+  std::wstring self = ModuleFileName();
+  // Not checked: a failed copy makes the start below fail, or start an empty
+  // file, and that failure is what the caller gets.
+  ::CopyFileW(self.c_str(), worker.c_str(), FALSE);
+  return ReplaceProcess(worker, RemovalWorkerCommandLine(worker, self, installSettings.installMode));
+}
+
+std::wstring InstallFolderOf(const std::wstring& uninstallerPath) {
+  size_t driveLength = uninstallerPath.size() >= 2 && uninstallerPath[1] == L':' ? 2 : 0;
+  size_t lastSeparator = uninstallerPath.find_last_of(L"\\/");
+  if (lastSeparator == std::wstring::npos || lastSeparator < driveLength)
+    return uninstallerPath.substr(0, driveLength);
+  return uninstallerPath.substr(0, lastSeparator + 1);
+}
+
+std::wstring ThumbnailDllToUnregister(const std::wstring& installFolder, BOOL wow64, BOOL vistaOrLater) {
+  if (wow64) return vistaOrLater ? installFolder + kThumbDll64 : std::wstring();
+  return installFolder + (vistaOrLater ? kThumbDll32 : kThumbDllXP32);
+}
+
+std::wstring UnregisterCommandLine(const std::wstring& dllPath) {
+  return L"regsvr32.exe /s /u \"" + dllPath + L"\"";
+}
+
+void RunRemovalWorker(const std::vector<std::wstring>& argv) {
+  // Give the uninstaller that started us time to end, so its file can go.
+  ::Sleep(kUninstallerExitWaitMs);
+  std::wstring self = ModuleFileName();
+  ::DeleteAtReboot(self.c_str());
+
+  const std::wstring uninstaller = argv.size() >= 3 ? argv[2] : std::wstring();
+  const std::wstring installFolder = InstallFolderOf(uninstaller);
+  std::wstring dll = ThumbnailDllToUnregister(installFolder, IsWow64(), IsVistaOrLater());
+  if (dll.size() > 4) RunAndWait(UnregisterCommandLine(dll).c_str(), installFolder.c_str(), kRegsvr32TimeoutMs);
+
+  // Tried once; the journal names it again for the procedure below.
+  ::DeleteFileW(uninstaller.c_str());
+  UninstallProcedure(installFolder);
+
+  // The worker's own scan leaves installMode at 1 unless "-v" is among its
+  // arguments, which the uninstaller never passes: only a worker started by
+  // hand reports.
+  if (installSettings.installMode == 0) AppMessageBox(IDS_UNINSTALLED, MB_OK);
+  std::exit(0);
+}

@@ -1,0 +1,72 @@
+#include "app/startup.h"
+
+#include <windows.h>
+
+#include <cwchar>
+
+namespace {
+
+constexpr wchar_t kSfxPrefix[] = L"-sfxname=";
+constexpr size_t kSfxPrefixLength = sizeof kSfxPrefix / sizeof kSfxPrefix[0] - 1;
+
+bool SameIgnoringCase(const std::wstring& text, const wchar_t* option) {
+  return _wcsicmp(text.c_str(), option) == 0;
+}
+
+std::wstring LowerCase(std::wstring text) {
+  if (!text.empty()) ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
+  return text;
+}
+
+}  // namespace
+
+std::wstring SfxFolderOf(const std::wstring& packagePath) {
+  std::wstring path = packagePath;
+  if (!path.empty() && path.back() == L'\\') path.pop_back();
+  size_t lastBackslash = path.rfind(L'\\');
+  if (lastBackslash == std::wstring::npos || lastBackslash == 0) return std::wstring();
+  return path.substr(0, lastBackslash);
+}
+
+StartupOptions ScanOptions(const std::vector<std::wstring>& argv) {
+  StartupOptions options;
+  for (size_t i = 1; i < argv.size(); ++i) {
+    const std::wstring& argument = argv[i];
+    if (SameIgnoringCase(argument, L"-v")) {
+      options.installMode = 0;
+      break;
+    }
+    if (SameIgnoringCase(argument, L"-s")) {
+      options.silentSwitchSeen = true;
+      continue;
+    }
+    if (SameIgnoringCase(argument, L"-sconf")) {
+      options.installMode = 2;
+      break;
+    }
+    if (argument.compare(0, kSfxPrefixLength, kSfxPrefix) == 0)
+      options.sfxFolder = SfxFolderOf(argument.substr(kSfxPrefixLength));
+  }
+  return options;
+}
+
+bool IsRemovalWorkerStart(const std::vector<std::wstring>& argv) {
+  return argv.size() >= 3 && argv[1] == L"-delself";
+}
+
+bool ChooseSetupRole(const std::vector<std::wstring>& argv, const std::wstring& executablePath) {
+  if (argv.size() >= 2 && SameIgnoringCase(argv[1], L"-install")) return true;
+  return LowerCase(executablePath).find(L"setup.exe") != std::wstring::npos;
+}
+
+int InstallModeForRole(bool setupRole, const StartupOptions& options) {
+  if (setupRole && !options.silentSwitchSeen && options.installMode < 2) return 0;
+  return options.installMode;
+}
+
+bool SkipCloseQuestion(const std::vector<std::wstring>& argv) {
+  if (argv.size() < 3) return false;
+  for (size_t i = 2; i < argv.size(); ++i)
+    if (SameIgnoringCase(argv[i], L"/s") || SameIgnoringCase(argv[i], L"-s")) return true;
+  return false;
+}
