@@ -31,6 +31,8 @@ BOOL CALLBACK MatchProductWindow(HWND window, LPARAM param) {
 
 }  // namespace
 
+void(WINAPI* pSweepPause)(DWORD milliseconds) = ::Sleep;
+
 HWND FindProcessMainWindow(DWORD processId) {
   WindowSearch search = {processId, nullptr};
   ::EnumWindows(MatchProductWindow, reinterpret_cast<LPARAM>(&search));
@@ -65,7 +67,7 @@ void CloseRunningCopies(COXInstanceManager& registry, int otherCopies) {
     if (id == self) continue;
     // Posted unchecked: a copy without a qualifying window is terminated anyway.
     ::PostMessageW(FindProcessMainWindow(id), WM_CLOSE, kCloseWithoutAskingParam, 0);
-    ::Sleep(10);
+    pSweepPause(10);
     UniqueHandle process(::OpenProcess(PROCESS_TERMINATE, FALSE, id));
     if (process) ::TerminateProcess(process.get(), 0);
   } while (++index < otherCopies);

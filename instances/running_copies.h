@@ -16,6 +16,9 @@ BOOL CloseProcessWindow(DWORD processId);
 // Brings the main window of processId to the foreground, restoring it when
 // minimised; does nothing when the process has no such window.
 void BringProcessWindowForward(DWORD processId);
+// The pause between a copy's close request and its termination (Sleep; a
+// seam so that tests can watch the request arrive).
+extern void(WINAPI* pSweepPause)(DWORD milliseconds);
 // The sweep: asks each of the first otherCopies registered processes (this
 // one skipped) to close with WM_CLOSE wParam 1001, then terminates it.
 // Stops early when the list holds fewer ids than otherCopies.
