@@ -1,6 +1,5 @@
 #include "installlog/install_log.h"
 
-#include <share.h>
 #include <windows.h>
 
 #include "sys/handles.h"
@@ -123,27 +122,35 @@ std::wstring DecodeLogText(const std::string& bytes) {
   return text;
 }
 
-LogReader::LogReader(const std::wstring& path) {
-  // Binary mode: the line ends and byte meaning are ours to decide, not the
-  // C runtime's code page.
-  file_ = ::_wfsopen(path.c_str(), L"rb", _SH_DENYNO);
-}
+LogReader::LogReader(const std::wstring& path)
+    : file_(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                          nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)) {}
 
-LogReader::~LogReader() {
-  if (file_) ::fclose(file_);
+LogReader::~LogReader() = default;
+
+int LogReader::ReadByte() {
+  if (bufferPos_ >= buffer_.size()) {
+    buffer_.resize(4096);
+    DWORD read = 0;
+    if (!::ReadFile(file_.get(), buffer_.data(), static_cast<DWORD>(buffer_.size()), &read, nullptr)) read = 0;
+    buffer_.resize(read);
+    bufferPos_ = 0;
+    if (read == 0) return -1;
+  }
+  return static_cast<unsigned char>(buffer_[bufferPos_++]);
 }
 
 bool LogReader::ReadPhysicalLine() {
   std::string bytes;
   int c;
-  while ((c = ::getc(file_)) != EOF) {
+  while ((c = ReadByte()) >= 0) {
+    // CR LF reads as LF; a CR elsewhere is an ordinary character.
     if (c == '\r') {
-      int next = ::getc(file_);
-      if (next == '\n') {
+      int next = ReadByte();
+      if (next == '\n')
         c = '\n';
-      } else if (next != EOF) {
-        ::ungetc(next, file_);
-      }
+      else if (next >= 0)
+        --bufferPos_;
     }
     bytes += static_cast<char>(c);
     if (c == '\n') break;
@@ -165,7 +172,9 @@ bool LogReader::Next(std::wstring& line) {
 
 void LogReader::Rewind() {
   if (!file_) return;
-  ::rewind(file_);
+  ::SetFilePointer(file_.get(), 0, nullptr, FILE_BEGIN);
+  buffer_.clear();
+  bufferPos_ = 0;
   physical_.clear();
   position_ = 0;
 }

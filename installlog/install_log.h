@@ -18,11 +18,13 @@
 // 511 units is followed by one holding only its line end. A surrogate pair is
 // never torn: a piece that would end inside one ends a unit early. Each line
 // then ends at its first NUL, and trailing characters of code 32 or less are
-// cut, scanning backwards; the first character is never cut.
+// cut, scanning backwards; the first character is never cut (an empty
+// physical line thus reads as "\n", which is no entry).
 #pragma once
-#include <cstdio>
 #include <functional>
 #include <string>
+
+#include "sys/handles.h"
 
 // Entry kinds: a line is an entry of a kind exactly when it begins with the
 // prefix, compared case-sensitively, trailing blank included.
@@ -40,7 +42,8 @@ inline constexpr wchar_t kMadeDir[] = L"Made Dir: ";
 inline constexpr size_t kLogLineLimit = 511;
 
 // Reads a log line by line under the line model above. The log is opened for
-// reading only, sharing read and write; a log that cannot be opened reads as
+// reading only and shared for reading, writing and deletion (a log that lists
+// itself can then be deleted at once); a log that cannot be opened reads as
 // empty.
 class LogReader {
  public:
@@ -48,7 +51,7 @@ class LogReader {
   ~LogReader();
   LogReader(const LogReader&) = delete;
   LogReader& operator=(const LogReader&) = delete;
-  bool IsOpen() const { return file_ != nullptr; }
+  bool IsOpen() const { return file_.valid(); }
   // false at the end of the log.
   bool Next(std::wstring& line);
   // Back to the first line.
@@ -56,8 +59,11 @@ class LogReader {
 
  private:
   bool ReadPhysicalLine();
+  int ReadByte();  // -1 at the end
 
-  FILE* file_ = nullptr;
+  UniqueFileHandle file_;
+  std::string buffer_;      // bytes read ahead from the file
+  size_t bufferPos_ = 0;
   std::wstring physical_;   // decoded physical line being handed out
   size_t position_ = 0;     // next unit of physical_ to hand out
 };
