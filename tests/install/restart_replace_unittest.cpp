@@ -1,0 +1,46 @@
+// Run by restart_replace.sh: phase 1 before a Wine restart, phase 2 after it.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "app/settings.h"
+#include "install/file_install.h"
+#include "tests/install/install_test_util.h"
+#include "tests/support/test_support.h"
+
+namespace {
+
+std::wstring Folder() {
+  wchar_t temp[MAX_PATH] = {};
+  ::GetTempPathW(MAX_PATH, temp);
+  return std::wstring(temp) + L"qm engine restart";
+}
+
+// A target locked against renaming gets its ".new" copy and both restart
+// operations; the lock ends with this process.
+TEST(RestartReplace, Phase1QueuesReplacement) {
+  qmtest::SettingsRestorer restorer;
+  const std::wstring folder = Folder();
+  qmtest::RemoveTree(folder);
+  ASSERT_TRUE(::CreateDirectoryW(folder.c_str(), nullptr));
+  ASSERT_TRUE(::CreateDirectoryW((folder + L"\\package").c_str(), nullptr));
+  ASSERT_TRUE(qmtest::WriteFileBytes(folder + L"\\package\\Qmkview8.exe", "version two"));
+  ASSERT_TRUE(qmtest::WriteFileBytes(folder + L"\\Qmkview8.exe", "version one"));
+  UniqueFileHandle lock = qmtest::HoldFile(folder + L"\\Qmkview8.exe", FILE_SHARE_READ);
+  ASSERT_TRUE(lock);
+
+  EXPECT_EQ(InstallOneFile(L"Qmkview8.exe", folder + L"\\package", folder, nullptr), 0);
+  EXPECT_EQ(installSettings.restartNeeded, 1);
+  EXPECT_GE(qmtest::FindPendingRename(folder + L"\\Qmkview8.exe.new", folder + L"\\Qmkview8.exe"), 0);
+}
+
+// After the restart the new content is in place and nothing is pending for it.
+TEST(RestartReplace, Phase2FindsNewContent) {
+  const std::wstring folder = Folder();
+  EXPECT_EQ(qmtest::ReadFileBytes(folder + L"\\Qmkview8.exe"), "version two");
+  EXPECT_FALSE(qmtest::FileExists(folder + L"\\Qmkview8.exe.new"));
+  EXPECT_LT(qmtest::FindPendingRename(folder + L"\\Qmkview8.exe.new", folder + L"\\Qmkview8.exe"), 0);
+  qmtest::ForgetPendingRenamesUnder(folder);
+  EXPECT_TRUE(qmtest::RemoveTree(folder));
+}
+
+}  // namespace
