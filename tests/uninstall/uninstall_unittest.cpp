@@ -86,7 +86,7 @@ TEST_F(RemovalTest, JournalRemovesExactlyItsEntries) {
         L"portable.ini", L"Quillmark 8\\portable.ini", L"Quillmark 8\\Overwritten.dat", L"Quillmark 8\\a.tmp",
         L"Quillmark 8\\b.tmp", L"Quillmark 8\\keep.txt", L"Quillmark 8\\mine.txt", L"Quillmark 8\\data\\",
         L"links\\Quillmark 8.lnk", L"links\\other.lnk", L"menu\\Group\\Quillmark 8\\", L"neighbour.txt",
-        L"Quillmark 8\\Read Only.txt"})
+        L"Quillmark 8\\Read Only.txt", L"Quillmark 8\\x", L"Quillmark 8\\y.dll"})
     Touch(file);
   ::SetFileAttributesW(At(L"Quillmark 8\\Read Only.txt").c_str(),
                        FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
@@ -94,6 +94,7 @@ TEST_F(RemovalTest, JournalRemovesExactlyItsEntries) {
       "File Copy: Qmkview8.exe\r\n"
       "File Copy ind: libind.dll\r\n"
       "File Copy: src.bin > b.dll\r\n"
+      "File Copy: x -> y.dll\r\n"
       "File Copy: c.txt | shipped for the help viewer\r\n"
       "File Copy x64: x64\\ThumbDqm64.dll\r\n"
       "File Copy prt: portable.ini\r\n"
@@ -111,7 +112,7 @@ TEST_F(RemovalTest, JournalRemovesExactlyItsEntries) {
   std::set<std::wstring> expected = {
       L"Quillmark 8\\", L"Quillmark 8\\QmkUnInst.log", L"Quillmark 8\\src.bin", L"Quillmark 8\\x64\\",
       L"Quillmark 8\\x64\\other64.dll", L"Quillmark 8\\portable.ini", L"Quillmark 8\\keep.txt",
-      L"Quillmark 8\\mine.txt", L"links\\", L"links\\other.lnk", L"neighbour.txt"};
+      L"Quillmark 8\\mine.txt", L"Quillmark 8\\x", L"links\\", L"links\\other.lnk", L"neighbour.txt"};
   EXPECT_EQ(Tree(root_.path()), expected);
   EXPECT_EQ(PendingDeletionsUnder(root_.path()), 0u);
 }
@@ -275,6 +276,10 @@ TEST_F(RemovalTest, MissingLogDoesNothing) {
 
 constexpr wchar_t kShellFolders[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
 
+// Profiles that the tests add under HKEY_USERS.
+constexpr wchar_t kBareProfile[] = L"S-1-5-21-9-9-9-1234";
+constexpr wchar_t kCjkProfile[] = L"S-1-5-21-9-9-9-1235";
+
 class UninstallProcedureTest : public RemovalTest {
  protected:
   void SetUp() override {
@@ -297,6 +302,8 @@ class UninstallProcedureTest : public RemovalTest {
     }
     ::SetEnvironmentVariableW(L"QM_TRACE_FILE", nullptr);
     DropKey(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold");
+    DropKey(HKEY_USERS, kBareProfile);
+    DropKey(HKEY_USERS, kCjkProfile);
     RemovalTest::TearDown();
   }
 
@@ -373,18 +380,23 @@ TEST_F(UninstallProcedureTest, RemovesACompleteInstallation) {
   ::DeleteFileW(otherShortcut.c_str());
 }
 
-// A CJK profile path under HKEY_USERS is followed too.
-TEST_F(UninstallProcedureTest, FollowsACjkProfile) {
-  std::wstring base = L"\u7528\u6237\u914d\u7f6e";
-  std::wstring profile = UseDefaultProfileUnder(base);
+// A profile with CJK shell folders is followed; one without a Shell Folders key is skipped.
+TEST_F(UninstallProcedureTest, FollowsEveryProfile) {
+  const std::wstring bare = kBareProfile, cjkProfile = kCjkProfile;
+  ASSERT_TRUE(MakeKey(HKEY_USERS, bare + L"\\Software"));
+  std::wstring base = At(L"\u7528\u6237\u914d\u7f6e");
+  std::wstring key = cjkProfile + L"\\" + kShellFolders;
+  ASSERT_TRUE(SetString(HKEY_USERS, key, L"Desktop", base + L"\\Desktop"));
+  ASSERT_TRUE(SetString(HKEY_USERS, key, L"Startup", base + L"\\Startup"));
+  ASSERT_TRUE(SetString(HKEY_USERS, key, L"Programs", base + L"\\Programs"));
   for (const wchar_t* file : {L"\\Desktop\\Quillmark 8.lnk", L"\\Startup\\Quillmark 8.lnk",
                               L"\\Programs\\Quillmark 8\\\u5e2e\u52a9.lnk"})
-    Touch(base + file);
+    Touch(L"\u7528\u6237\u914d\u7f6e" + std::wstring(file));
   UninstallProcedure(install_);
-  EXPECT_FALSE(FileExists(profile + L"\\Desktop\\Quillmark 8.lnk"));
-  EXPECT_FALSE(FileExists(profile + L"\\Startup\\Quillmark 8.lnk"));
-  EXPECT_FALSE(DirExists(profile + L"\\Programs\\Quillmark 8"));
-  EXPECT_TRUE(DirExists(profile + L"\\Programs"));
+  EXPECT_FALSE(FileExists(base + L"\\Desktop\\Quillmark 8.lnk"));
+  EXPECT_FALSE(FileExists(base + L"\\Startup\\Quillmark 8.lnk"));
+  EXPECT_FALSE(DirExists(base + L"\\Programs\\Quillmark 8"));
+  EXPECT_TRUE(DirExists(base + L"\\Programs"));
 }
 
 // A user's own file keeps the installation folder; without an x32 folder it is not queued,
