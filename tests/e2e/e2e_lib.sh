@@ -1,0 +1,141 @@
+# Shared part of the end-to-end scripts: sourced after `set -euo pipefail`.
+# Every script gets a fresh Wine prefix of its own under <build>/e2e/<name>,
+# a demo package assembled from this build tree, and a trace file that the
+# stand-in product and the stand-in thumbnail extensions write to.
+: "${QM_BIN_DIR:?run through ctest}" "${QM_SOURCE_DIR:?run through ctest}"
+
+e2e_name="$(basename "$0" .sh)"
+work="$(cd "$QM_BIN_DIR/.." && pwd)/e2e/$e2e_name"
+rm -rf "$work"
+mkdir -p "$work"
+export WINEPREFIX="$work/prefix"
+export WINEDEBUG=-all
+# No crash dialog (Wine's 32-bit regsvr32 crashes on the 64-bit extension),
+# no browser for the maker's home page, no menu entries on the host.
+export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d;winedbg.exe=d;winebrowser.exe=d"
+bash "$QM_SOURCE_DIR/scripts/make-prefix.sh" "$WINEPREFIX" i686
+
+drive_c="$WINEPREFIX/drive_c"
+probe="$QM_BIN_DIR/e2e_probe.exe"
+failures=0
+
+# The Windows name of a host path (through drive Z:).
+winpath() { printf 'Z:%s' "${1//\//\\}"; }
+# The host path of a C: path.
+hostpath() { local p="${1#C:\\}"; printf '%s/%s' "$drive_c" "${p//\\//}"; }
+
+trace="$work/trace.log"
+: >"$trace"
+QM_TRACE_FILE="$(winpath "$trace")"
+export QM_TRACE_FILE
+
+# Folders of this prefix (Wine's layout for user root; checked once below).
+user_dir="$(cd "$drive_c/users" && ls -d */ | grep -v '^Public/$' | head -n1)"
+user_dir="${user_dir%/}"
+common_programs='C:\ProgramData\Microsoft\Windows\Start Menu\Programs'
+common_startup="$common_programs\\StartUp"
+common_desktop='C:\users\Public\Desktop'
+user_programs="C:\\users\\$user_dir\\AppData\\Roaming\\Microsoft\\Windows\\Start Menu\\Programs"
+user_startup="$user_programs\\StartUp"
+user_desktop="C:\\users\\$user_dir\\Desktop"
+pictures="C:\\users\\$user_dir\\Pictures"
+program_files='C:\Program Files (x86)'
+temp_dir="C:\\users\\$user_dir\\Temp"
+
+pass() { printf 'ok   %s\n' "$*"; }
+fail() { printf 'FAIL %s\n' "$*"; failures=$((failures + 1)); }
+check() {  # check "what" command...
+  local what="$1"; shift
+  if "$@"; then pass "$what"; else fail "$what"; fi
+}
+expect_eq() {  # expect_eq "what" expected actual
+  if [ "$2" = "$3" ]; then pass "$1"; else
+    fail "$1"; printf '  expected: %s\n  actual:   %s\n' "$2" "$3"
+  fi
+}
+expect_file_eq() {  # expect_file_eq "what" expected-file actual-file
+  if cmp -s "$2" "$3"; then pass "$1"; else
+    fail "$1"; diff <(cat -A "$2") <(cat -A "$3") | head -n 20 || true
+  fi
+}
+finish() {
+  echo "---- $e2e_name: $failures failure(s)"
+  [ "$failures" -eq 0 ]
+}
+
+# make_package DIR [VERSION]: the demo package of this build tree.
+make_package() {
+  QM_PKG_TREE32="$QM_BIN_DIR/.." QM_PKG_TREE64="$QM_BIN_DIR/.." \
+    bash "$QM_SOURCE_DIR/scripts/make-package.sh" "$@" >/dev/null
+}
+
+# run_setup LOG ARGS...: runs a program under Wine with process tracing into
+# LOG (the command lines of every child), waits for the whole prefix to
+# settle and leaves the program's exit code in $rc.
+run_traced() {
+  local log="$1"; shift
+  rc=0
+  WINEDEBUG=-all,trace+process timeout 300 wine "$@" 2>"$log" || rc=$?
+  timeout 300 wineserver -w || true
+}
+
+# Command lines started by the traced programs, one a line, unescaped.
+command_lines() {
+  grep -o 'CreateProcessInternalW app .* cmdline L".*"$' "$1" |
+    sed 's/^.*cmdline L"//; s/"$//; s/\\\\/\x01/g; s/\\"/"/g; s/\x01/\\/g'
+}
+
+# wine reg query in the 32-bit view that setup writes to.
+reg32() { wine reg query "$1" /reg:32 ${2:+/v "$2"} 2>/dev/null | tr -d '\r'; }
+# The data of one value (empty when missing).
+reg_value() {  # reg_value VIEW KEY NAME
+  local view="$1" key="$2" name="$3" out
+  if [ -z "$name" ]; then
+    out=$(wine reg query "$key" /reg:"$view" /ve 2>/dev/null | tr -d '\r') || return 0
+  else
+    out=$(wine reg query "$key" /reg:"$view" /v "$name" 2>/dev/null | tr -d '\r') || return 0
+  fi
+  printf '%s\n' "$out" | sed -n 's/^    .*    REG_[A-Z_]*    //p' | head -n1
+}
+key_exists() { wine reg query "$1" /reg:"${2:-32}" >/dev/null 2>&1; }
+
+installed_programs() { wine uninstaller --list 2>/dev/null | tr -d '\r'; }
+
+# resolve LNK(C: path): target, working folder and arguments joined by '|'.
+resolve_link() { wine "$probe" resolve "$1" 2>/dev/null | tr -d '\r' | paste -sd'|'; }
+
+# Trace lines with EVENT (second field).
+trace_events() { tr -d '\r' <"$trace" | awk -v e="$1" '$2 == e'; }
+
+# snapshot NAME: the prefix's files and registry once every process has ended.
+snapshot() {
+  timeout 300 wineserver -w || true
+  (cd "$drive_c" && find . -mindepth 1 | LC_ALL=C sort) >"$work/$1.files"
+  cp "$WINEPREFIX/system.reg" "$work/$1.system.reg"
+  cp "$WINEPREFIX/user.reg" "$work/$1.user.reg"
+}
+# Keys that Wine itself rewrites on every start (hardware enumeration, the
+# debugger's settings when a program crashed).
+wine_noise=(
+  '^[-+~] System\\\\CurrentControlSet\\\\Control\\\\Class\\\\'
+  '^[-+~] System\\\\CurrentControlSet\\\\Enum\\\\'
+  '^[-+~] Software\\\\Wine\\\\WineDbg'
+  '^[-+~] Software\\\\Microsoft\\\\Windows NT\\\\CurrentVersion\\\\AeDebug'
+  '^[-+~] System\\\\CurrentControlSet\\\\Hardware Profiles\\\\Current\\\\Software\\\\Fonts'
+  '^[-+~] Software\\\\Wine\\\\Fonts'
+)
+# snapshot_diff A B: file and registry differences, Wine's own noise left out.
+snapshot_diff() {
+  diff "$work/$1.files" "$work/$2.files" | grep '^[<>]' || true
+  python3 "$QM_SOURCE_DIR/tests/e2e/regdiff.py" "$work/$1.system.reg" "$work/$2.system.reg" "${wine_noise[@]}" | sed 's/^/HKLM /'
+  python3 "$QM_SOURCE_DIR/tests/e2e/regdiff.py" "$work/$1.user.reg" "$work/$2.user.reg" "${wine_noise[@]}" | sed 's/^/HKCU /'
+}
+
+# Journal of an installation as the package's script plus setup's own lines.
+expected_journal() {  # expected_journal PACKAGE-DIR LINE...
+  local package="$1"; shift
+  cat "$package/QmkUnInst.log"
+  printf '\r\n'
+  local line
+  for line in "$@"; do printf '%s\r\n' "$line"; done
+}

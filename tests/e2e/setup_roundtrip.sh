@@ -1,0 +1,117 @@
+#!/usr/bin/env bash
+# The package installed with "setup.exe -s" into a fresh prefix, checked file
+# by file, value by value and link by link; then removed by the installed
+# QmkUnInst.exe, after which the prefix must be as it was, but for what the
+# removal deliberately leaves.
+set -euo pipefail
+source "$(dirname "$0")/e2e_lib.sh"
+
+package="$work/package"
+make_package "$package" 8.5.3.0
+# Another product of the same maker: its keys must survive the removal.
+wine reg add 'HKLM\Software\Lanternfold\Quillmark Notes' /reg:32 /v Path /d 'C:\Notes' /f >/dev/null 2>&1
+snapshot before
+
+# --- install ---------------------------------------------------------------
+run_traced "$work/install.log" "$package/setup.exe" -s
+expect_eq "setup -s exit code" 0 "$rc"
+
+dest="$program_files\\Quillmark 8"
+dest_host="$(hostpath "$dest")"
+expect_eq "installed files" \
+  "QmkUnInst.exe QmkUnInst.log Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll x64 x64/ThumbDqm64.dll" \
+  "$(cd "$dest_host" && find . -mindepth 1 | sed 's|^\./||' | LC_ALL=C sort | paste -sd' ')"
+for file in Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll x64/ThumbDqm64.dll; do
+  check "$file is the package's" cmp -s "$package/$file" "$dest_host/$file"
+done
+check "QmkUnInst.exe is the package's setup.exe" cmp -s "$package/setup.exe" "$dest_host/QmkUnInst.exe"
+
+group="$common_programs\\Quillmark 8"
+expected_journal "$package" \
+  "Made Dir: $group" \
+  "Shell Link: $group\\Quillmark 8.lnk" \
+  "Shell Link: $group\\Quillmark 8 Help.lnk" \
+  "Shell Link: $common_desktop\\Quillmark 8.lnk" >"$work/journal.expected"
+expect_file_eq "journal: script, empty line, group and links" "$work/journal.expected" "$dest_host/QmkUnInst.log"
+
+expect_eq "program link" "$dest\\Qmkview8.exe|$pictures|" "$(resolve_link "$group\\Quillmark 8.lnk")"
+expect_eq "help link" "$dest\\Qmkview8Man.chm||" "$(resolve_link "$group\\Quillmark 8 Help.lnk")"
+expect_eq "desktop link" "$dest\\Qmkview8.exe|$pictures|" "$(resolve_link "$common_desktop\\Quillmark 8.lnk")"
+check "no start-up link without -autostart" test ! -e "$(hostpath "$common_startup\\Quillmark 8.lnk")"
+
+vendor='HKLM\Software\Lanternfold\Quillmark 8'
+uninstall='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Quillmark 8'
+app_path='HKLM\Software\Microsoft\Windows\CurrentVersion\App Paths\Qmkview8.exe'
+expect_eq "AllUsers" "B" "$(reg_value 32 "$vendor" AllUsers)"
+expect_eq "Path" "$dest" "$(reg_value 32 "$vendor" Path)"
+expect_eq "DisplayName" "Quillmark 8" "$(reg_value 32 "$uninstall" DisplayName)"
+expect_eq "DisplayVersion" "8.05.03" "$(reg_value 32 "$uninstall" DisplayVersion)"
+expect_eq "UninstallString" "$dest\\QmkUnInst.exe" "$(reg_value 32 "$uninstall" UninstallString)"
+expect_eq "InstallLocation" "$dest" "$(reg_value 32 "$uninstall" InstallLocation)"
+expect_eq "Publisher" "Lanternfold Technology LLC" "$(reg_value 32 "$uninstall" Publisher)"
+expect_eq "MajorVersion" "0x8" "$(reg_value 32 "$uninstall" MajorVersion)"
+expect_eq "VersionMinor" "5" "$(reg_value 32 "$uninstall" VersionMinor)"
+expect_eq "App Paths" "$dest\\Qmkview8.exe" "$(reg_value 32 "$app_path" '')"
+expect_eq "App Paths Path" "$dest" "$(reg_value 32 "$app_path" Path)"
+expect_eq "open command" "\"$dest\\Qmkview8.exe\" \"%1\"" \
+  "$(reg_value 64 'HKCR\Quillmark.8\shell\open\command' '')"
+expect_eq "application open command" "\"$dest\\Qmkview8.exe\" \"%1\"" \
+  "$(reg_value 64 'HKCR\Applications\Qmkview8.exe\shell\open\command' '')"
+# The prefix reports Windows 7: associations go to the application entry.
+expect_eq ".png association" 'Applications\Qmkview8.exe' \
+  "$(reg_value 32 "$vendor\\Capabilities\\FileAssociations" .png)"
+expect_eq "registered application" 'SOFTWARE\Lanternfold\Quillmark 8\Capabilities' \
+  "$(reg_value 32 'HKLM\Software\RegisteredApplications' Quillmark.8)"
+
+check "Wine's list of installed programs names Quillmark 8" grep -qx 'Quillmark 8|||Quillmark 8' <(installed_programs)
+
+expect_eq "product self-registration (-regonly)" "regonly $dest\\Qmkview8.exe" \
+  "$(trace_events regonly | cut -d' ' -f2-)"
+# A 32-bit setup on 64-bit Windows registers the 64-bit extension. Wine's
+# 32-bit regsvr32 crashes on a 64-bit DLL where Windows hands it to its 64-bit
+# regsvr32, so only the command line can be checked here, not the DLL's trace.
+expect_eq "thumbnail extension registration" "regsvr32.exe /s \"$dest\\x64\\ThumbDqm64.dll\"" \
+  "$(command_lines "$work/install.log" | grep -i regsvr32)"
+check "no 32-bit extension registered on 64-bit Windows" test -z "$(trace_events register | grep -i 'ThumbDqm32\|ThumbDqmXP32' || true)"
+snapshot installed
+
+# --- removal ---------------------------------------------------------------
+run_traced "$work/remove.log" "$dest\\QmkUnInst.exe"
+expect_eq "QmkUnInst.exe exit code" 0 "$rc"
+worker_line=$(command_lines "$work/remove.log" | grep -- '-delself' || true)
+expect_eq "removal worker started from the temporary folder with -delself" \
+  "$temp_dir\\uniXXXX.tmp -delself \"$dest\\QmkUnInst.exe\" -s" \
+  "$(sed 's/uni[0-9A-Fa-f]*\.tmp/uniXXXX.tmp/' <<<"$worker_line")"
+expect_eq "product unregistration (-unregonly)" "unregonly $dest\\Qmkview8.exe" \
+  "$(trace_events unregonly | cut -d' ' -f2-)"
+expect_eq "thumbnail extension unregistration" "regsvr32.exe /s /u \"$dest\\x64\\ThumbDqm64.dll\"" \
+  "$(command_lines "$work/remove.log" | grep -i regsvr32)"
+# No Wine program may run before this snapshot: a new session would carry
+# out the pending deletions at once.
+snapshot removed
+check "uninstall entry gone from Wine's list" bash -c '! grep -q "Quillmark 8" <<<"$1"' _ "$(installed_programs)"
+
+# Right after the removal, before a new session runs the pending renames,
+# the worker's temporary copy is still there, queued for deletion.
+snapshot_diff before removed >"$work/removed.diff"
+worker_file=$(sed -n 's|^> \./\(users/[^/]*/Temp/uni[0-9A-Fa-f]*\.tmp\)$|\1|p' "$work/removed.diff")
+check "the worker's temporary copy is left for the restart" test -n "$worker_file"
+# Wine's registry file doubles every backslash.
+esc() { sed 's/\\/\\\\/g' <<<"$1"; }
+uni="$(basename "${worker_file:-none}")"
+# Queued: the worker's copy, and the x64 folder, which the removal hands to the
+# restart without looking whether the journal pass has removed it already.
+expect_eq "pending operations: the worker's copy and the x64 folder" \
+  "HKLM + $(esc 'System\CurrentControlSet\Control\Session Manager') :: \"PendingFileRenameOperations\"=str(7):\"$(esc "\\??\\$temp_dir\\$uni")\\0\\0$(esc "\\??\\$dest\\x64")\\0\\0\"" \
+  "$(grep 'PendingFileRenameOperations' "$work/removed.diff" || true)"
+others=$(grep -v -e "^> \./$worker_file\$" -e 'PendingFileRenameOperations' \
+               -e '^HKLM + Software\\\\Wow6432Node\\\\RegisteredApplications$' "$work/removed.diff" || true)
+expect_eq "nothing else differs from before the install" "" "$others"
+check "the other product's key survives" key_exists 'HKLM\Software\Lanternfold\Quillmark Notes'
+
+# A new session (the list above started one) carried out the pending deletion.
+snapshot restarted
+snapshot_diff before restarted >"$work/restarted.diff"
+expect_eq "after the restart only the emptied RegisteredApplications key remains" \
+  'HKLM + Software\\Wow6432Node\\RegisteredApplications' "$(cat "$work/restarted.diff")"
+finish
