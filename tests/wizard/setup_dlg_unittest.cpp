@@ -40,10 +40,11 @@ TEST_F(SetupFrameTest, DefaultWalkVisitsEveryPageAndInstallsOnce) {
     RECT picture = d.FrameItemRect(kPicture), page = d.PageRect();
     EXPECT_EQ(page.left, picture.right + 4);
     EXPECT_EQ(page.top, picture.top);
-    // The whole page lies inside the frame's client area.
+    // The whole page lies inside the frame's client area, above the buttons.
     RECT client = {};
     ::GetClientRect(d.frame(), &client);
     EXPECT_LE(page.right, client.right);
+    EXPECT_LT(page.bottom, d.FrameItemRect(IDOK).top);
 
     d.Click(IDOK);
     ASSERT_EQ(d.PageKind(), L"agreement");
@@ -55,6 +56,8 @@ TEST_F(SetupFrameTest, DefaultWalkVisitsEveryPageAndInstallsOnce) {
     page = d.PageRect();
     EXPECT_EQ(page.left, 4);
     EXPECT_EQ(page.top, 4);
+    EXPECT_LE(page.right, client.right);
+    EXPECT_LT(page.bottom, d.FrameItemRect(IDOK).top);
 
     d.Click(IDOK);
     ASSERT_EQ(d.PageKind(), L"folder");
