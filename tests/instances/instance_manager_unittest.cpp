@@ -332,12 +332,22 @@ TEST(InstanceManager, ManyProcessesKeepTheListConsistent) {
                      readyName + L"\" ";
   for (int i = 0; i < kClients; ++i) {
     auto client = std::make_unique<qmtest::ChildProcess>();
-    ASSERT_TRUE(client->Start(exe + L"\"" + (i % 2 ? waveB : waveA) + L"\" 5", CREATE_SUSPENDED));
+    ASSERT_TRUE(client->Start(exe + L"\"" + (i % 2 ? waveB : waveA) + L"\" 20", CREATE_SUSPENDED));
     clients.push_back(std::move(client));
   }
   for (auto& client : clients) ::ResumeThread(client->thread());
-  for (int i = 0; i < kClients; ++i)
-    ASSERT_EQ(::WaitForSingleObject(ready.get(), 120000), WAIT_OBJECT_0) << "client " << i;
+  // A client that found the list damaged ends early: fail at once then.
+  for (int readyCount = 0, rounds = 0; readyCount < kClients; ++rounds) {
+    ASSERT_LT(rounds, 1000) << "only " << readyCount << " clients ready";
+    DWORD wait = ::WaitForSingleObject(ready.get(), 200);
+    if (wait == WAIT_OBJECT_0) {
+      ++readyCount;
+      continue;
+    }
+    ASSERT_EQ(wait, static_cast<DWORD>(WAIT_TIMEOUT));
+    for (int i = 0; i < kClients; ++i)
+      ASSERT_TRUE(clients[i]->Running()) << "client " << i << " ended with " << clients[i]->ExitCode();
+  }
 
   std::vector<DWORD> all = Ids(list);
   ASSERT_EQ(list.ReadInstanceCount(), kClients + 1);
