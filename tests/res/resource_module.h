@@ -2,6 +2,7 @@
 #pragma once
 #include <windows.h>
 
+#include "sys/handles.h"
 #include "tests/support/test_support.h"
 
 namespace qmtest {
@@ -9,8 +10,9 @@ namespace qmtest {
 // The built setup.exe beside the test program, mapped as data only (nothing
 // of it runs); null when it cannot be loaded.
 inline HMODULE ResourceModule() {
-  static HMODULE module = ::GetModuleHandleW(nullptr);
-  return module;
+  static const UniqueModule module(
+      ::LoadLibraryExW((BinDir() + L"\\setup.exe").c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+  return module.get();
 }
 
 }  // namespace qmtest
