@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# Setup over an existing installation keeps its folder, its type, its program
+# group and its auto-start: a reinstall of the same version, an upgrade while
+# the product runs (closed with WM_CLOSE 1001 after the question), and an
+# unattended downgrade, which asks nothing.
+set -euo pipefail
+source "$(dirname "$0")/e2e_lib.sh"
+
+make_package "$work/pkg-8.5.3.0" 8.5.3.0
+make_package "$work/pkg-8.6.0.0" 8.6.0.0
+make_package "$work/pkg-8.4.0.0" 8.4.0.0
+vendor='HKLM\Software\Lanternfold\Quillmark 8'
+uninstall='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Quillmark 8'
+dest='C:\QM Home'
+dest_host="$(hostpath "$dest")"
+
+run_traced "$work/first.log" "$work/pkg-8.5.3.0/setup.exe" -s -instdir "$dest"
+expect_eq "first install exit code" 0 "$rc"
+expect_eq "first install is for the current user" "A" "$(reg_value 32 "$vendor" AllUsers)"
+
+# The group and auto-start as a wizard install would have chosen them: move
+# the group, add the start-up link, and let the journal say so.
+old_group="$user_programs\\Quillmark 8"
+group="$user_programs\\Capture Tools"
+mv "$(hostpath "$old_group")" "$(hostpath "$group")"
+sed -i "s/Programs\\\\Quillmark 8/Programs\\\\Capture Tools/" "$dest_host/QmkUnInst.log"
+cp "$(hostpath "$user_desktop\\Quillmark 8.lnk")" "$(hostpath "$user_startup\\Quillmark 8.lnk")"
+printf 'Shell Link: %s\r\n' "$user_startup\\Quillmark 8.lnk" >>"$dest_host/QmkUnInst.log"
+check "journal now names the Capture Tools group" grep -q 'Programs\\Capture Tools\\Quillmark 8.lnk' "$dest_host/QmkUnInst.log"
+
+journal_tail() {  # the lines setup appended after the package's script
+  tail -n +"$(($(wc -l <"$work/pkg-8.5.3.0/QmkUnInst.log") + 2))" "$dest_host/QmkUnInst.log" | tr -d '\r'
+}
+expected_tail="Made Dir: $group
+Shell Link: $group\\Quillmark 8.lnk
+Shell Link: $group\\Quillmark 8 Help.lnk
+Shell Link: $user_desktop\\Quillmark 8.lnk
+Shell Link: $user_startup\\Quillmark 8.lnk"
+kept_everything() {  # kept_everything WHAT: folder, type, group and auto-start of the first install
+  check "$1: nothing in the default folder" test ! -e "$(hostpath "$program_files\\Quillmark 8")"
+  expect_eq "$1: current-user type kept" "A" "$(reg_value 32 "$vendor" AllUsers)"
+  expect_eq "$1: folder kept" "$dest" "$(reg_value 32 "$vendor" Path)"
+  expect_eq "$1: group, desktop and start-up links journalled" "$expected_tail" "$(journal_tail)"
+  expect_eq "$1: group link" "$dest\\Qmkview8.exe|$pictures|" "$(resolve_link "$group\\Quillmark 8.lnk")"
+  check "$1: start-up link kept without -autostart" test -f "$(hostpath "$user_startup\\Quillmark 8.lnk")"
+  check "$1: no stale default group" test ! -e "$(hostpath "$old_group")"
+}
+
+# --- reinstall of the same version -----------------------------------------
+run_traced "$work/reinstall.log" "$work/pkg-8.5.3.0/setup.exe" -s
+expect_eq "reinstall exit code" 0 "$rc"
+kept_everything "reinstall"
+
+# --- upgrade while the product runs ----------------------------------------
+: >"$trace"
+wine "$dest\\Qmkview8.exe" >/dev/null 2>&1 &
+for _ in $(seq 1 100); do [ -n "$(trace_events started)" ] && break; sleep 0.2; done
+running_pid=$(trace_events started | cut -d' ' -f1)
+check "the installed product runs" test -n "$running_pid"
+# Started with "-s" alone, setup still asks before closing the copy (string 33).
+WINEDEBUG=-all,trace+process wine "$work/pkg-8.6.0.0/setup.exe" -s 2>"$work/upgrade.log" &
+setup_job=$!
+question=$(wine "$probe" answer 6 60000 2>/dev/null | tr -d '\r')
+expect_eq "close question" '1 instance of Quillmark is currently opened. If you click "Yes" button, SETUP will try to close it without saving any editing work you may have done. 
+
+Continue installation?' "$question"
+rc=0; wait "$setup_job" || rc=$?
+timeout 300 wineserver -w || true
+expect_eq "upgrade exit code" 0 "$rc"
+expect_eq "running copy closed with WM_CLOSE 1001" "$running_pid close1001" "$(trace_events close1001)"
+check "product replaced by 8.6.0.0" cmp -s "$work/pkg-8.6.0.0/Qmkview8.exe" "$dest_host/Qmkview8.exe"
+expect_eq "upgrade: DisplayVersion" "8.06.00" "$(reg_value 32 "$uninstall" DisplayVersion)"
+kept_everything "upgrade"
+
+# --- unattended downgrade: no version prompt --------------------------------
+run_traced "$work/downgrade.log" "$work/pkg-8.4.0.0/setup.exe" -s
+expect_eq "downgrade exit code" 0 "$rc"
+check "product replaced by 8.4.0.0" cmp -s "$work/pkg-8.4.0.0/Qmkview8.exe" "$dest_host/Qmkview8.exe"
+expect_eq "downgrade: DisplayVersion" "8.04.00" "$(reg_value 32 "$uninstall" DisplayVersion)"
+kept_everything "downgrade"
+finish
