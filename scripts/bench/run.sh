@@ -98,7 +98,7 @@ mkdir -p "$drive_c/bench"
 ours_running() {
   local pid
   for pid in $(pgrep -fi 'setup\.exe|qmkuninst|qmkview8|\\uni[0-9a-f]*\.tmp|un_a\.exe|au_\.exe|nsis-(small|large)\.exe|uninst\.exe|xcopy|regsvr32' || true); do
-    tr '\0' '\n' <"/proc/$pid/environ" 2>/dev/null | grep -qxF "WINEPREFIX=$WINEPREFIX" && return 0
+    { tr '\0' '\n' <"/proc/$pid/environ"; } 2>/dev/null | grep -qxF "WINEPREFIX=$WINEPREFIX" && return 0
   done
   return 1
 }
