@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <shlobj.h>
+
 #include "app/settings.h"
 #include "install/install_run.h"
 #include "tests/support/test_support.h"
@@ -353,6 +355,64 @@ TEST_F(SetupFrameTest, RealInstallRunCopiesPackage) {
   EXPECT_EQ(qmtest::ReadFileBytes(folder + L"\\readme.txt"), "hello");
   EXPECT_TRUE(qmtest::FileExists(folder + L"\\QmkUnInst.log"));
   EXPECT_EQ(qmtest::ReadFileBytes(dest_ / L"StartQM8.txt"), "start");
+}
+
+}  // namespace
+
+namespace {
+
+// Clicks Browse and waits for the folder browser's window.
+HWND OpenBrowser(const Driver& d) {
+  ::PostMessageW(d.PageItem(1005), BM_CLICK, 0, 0);
+  for (int wait = 0; wait < 200; ++wait) {
+    ::Sleep(50);
+    for (HWND candidate = ::FindWindowW(L"#32770", nullptr); candidate;
+         candidate = ::FindWindowExW(nullptr, candidate, L"#32770", nullptr)) {
+      DWORD pid = 0;
+      ::GetWindowThreadProcessId(candidate, &pid);
+      if (candidate != d.frame() && pid == ::GetCurrentProcessId() && ::IsWindowVisible(candidate))
+        return candidate;
+    }
+  }
+  return nullptr;
+}
+
+// OK in the browser; returns once the page has handled the choice.
+void CloseBrowser(const Driver& d, HWND browser) {
+  ::PostMessageW(::GetDlgItem(browser, IDOK), BM_CLICK, 0, 0);
+  for (int wait = 0; wait < 100 && ::IsWindow(browser); ++wait) ::Sleep(50);
+  ::SendMessageW(d.frame(), WM_NULL, 0, 0);
+}
+
+// The real folder browser opens on installDir (made for that, removed after);
+// taking it as offered keeps the empty folder as it is, and a folder with
+// content picked in the browser comes back with "Quillmark 8" appended.
+TEST_F(SetupFrameTest, BrowseWithRealFolderBrowser) {
+  qmtest::TempDir chosen(L"chosen");
+  ASSERT_TRUE(qmtest::WriteFileBytes(chosen / L"keep.txt", "x"));
+  std::wstring oldDir = installSettings.installDir;
+  qmtest::MessageBoxRecorder boxes;
+  RunDriven(-1, &boxes, [&](Driver& d) {
+    NextUntil(d, L"folder");
+    ASSERT_EQ(d.PageKind(), L"folder");
+
+    HWND browser = OpenBrowser(d);
+    ASSERT_NE(browser, nullptr);
+    EXPECT_TRUE(qmtest::DirExists(oldDir));
+    CloseBrowser(d, browser);
+    EXPECT_EQ(d.PageText(1013), oldDir);
+    EXPECT_FALSE(qmtest::DirExists(oldDir));
+
+    browser = OpenBrowser(d);
+    ASSERT_NE(browser, nullptr);
+    ::SendMessageW(browser, BFFM_SETSELECTIONW, TRUE, reinterpret_cast<LPARAM>(chosen.path().c_str()));
+    CloseBrowser(d, browser);
+    EXPECT_EQ(d.PageText(1013), chosen.path() + L"\\Quillmark 8");
+    boxes.Answer(IDYES);
+    d.Click(IDCANCEL);
+  });
+  EXPECT_EQ(installSettings.installDir, chosen.path() + L"\\Quillmark 8");
+  EXPECT_EQ(boxes.shown().size(), 1u);
 }
 
 }  // namespace
