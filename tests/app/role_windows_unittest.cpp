@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "app/product.h"
+#include "instances/instance_manager.h"
 #include "tests/app/app_test_util.h"
 #include "tests/support/test_support.h"
 
@@ -62,6 +64,12 @@ void Press(HWND box, int button) {
   ::PostMessageW(box, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), reinterpret_cast<LPARAM>(::GetDlgItem(box, button)));
 }
 
+const wchar_t kTwoCopiesText[] =
+    L"2 instances of Quillmark are currently opened. ff you click \"Yes\" button, SETUP will try to close "
+    L"them without saving any editing work you may have done. \n\nContinue installation?";
+const wchar_t kAbortedText[] =
+    L"Setup of Quillmark aborted. Please close other instances of Quillmark manually, saving any editing "
+    L"work you have done in them, then restart this setup program.";
 const wchar_t kConfirmText[] = L"This will completely uninstall Quillmark 8.\nDo you want to continue?";
 const wchar_t kUninstalledText[] =
     L"Quillmark 8 has been completely uninstalled from this computer.\n\nIf some Quillmark files could not be "
@@ -138,4 +146,44 @@ TEST(UninstallerWindows, WorkerByHandWithVerboseReports) {
   Press(box, IDOK);
   EXPECT_EQ(apptest::WaitForExit(started.process.get(), 30000), 0);
   apptest::ForgetPending({worker});
+}
+
+// Setup with two running copies asks first; No shows string 15, ends with code 2
+// and leaves the copies running.
+TEST(SetupWindows, CloseQuestionDeclinedLeavesCopiesRunning) {
+  COXInstanceManager list(kInstanceListName, kInstanceSharedDataSize, FALSE);
+  qmtest::TempDir traceDir(L"qm trace");
+  const std::wstring trace = traceDir / L"trace.log";
+  ASSERT_TRUE(::SetEnvironmentVariableW(L"QM_TRACE_FILE", trace.c_str()));
+  const std::wstring product = L"\"" + qmtest::BinDir() + L"\\standin-8.5.3.0\\Qmkview8.exe\"";
+  apptest::Started first = apptest::StartProcess(product), second = apptest::StartProcess(product);
+  ASSERT_TRUE(first.process.valid() && second.process.valid());
+  for (int i = 0; i < 400 && list.ReadInstanceCount() < 2; ++i) ::Sleep(50);
+  ASSERT_EQ(list.ReadInstanceCount(), 2);
+
+  apptest::Started setup = apptest::StartProcess(L"\"" + qmtest::BinDir() + L"\\setup.exe\"");
+  ASSERT_TRUE(setup.process.valid());
+  HWND question = WaitForMessageBox(setup.id, 30000);
+  ASSERT_NE(question, nullptr);
+  EXPECT_EQ(MessageText(question), kTwoCopiesText);
+  EXPECT_NE(::GetDlgItem(question, IDNO), nullptr);
+  Press(question, IDNO);
+  // The refusal box replaces the question.
+  HWND refusal = nullptr;
+  for (int i = 0; i < 400 && !refusal; ++i) {
+    HWND box = WaitForMessageBox(setup.id, 50);
+    if (box && box != question && ::IsWindow(box)) refusal = box;
+  }
+  ASSERT_NE(refusal, nullptr);
+  EXPECT_EQ(MessageText(refusal), kAbortedText);
+  EXPECT_EQ(::GetDlgItem(refusal, IDNO), nullptr);
+  Press(refusal, IDOK);
+  EXPECT_EQ(apptest::WaitForExit(setup.process.get(), 30000), 2);
+
+  EXPECT_EQ(apptest::WaitForExit(first.process.get(), 0), -2);
+  EXPECT_EQ(apptest::WaitForExit(second.process.get(), 0), -2);
+  EXPECT_EQ(qmtest::ReadFileBytes(trace).find("close"), std::string::npos);
+  ::TerminateProcess(first.process.get(), 0);
+  ::TerminateProcess(second.process.get(), 0);
+  ::SetEnvironmentVariableW(L"QM_TRACE_FILE", nullptr);
 }
