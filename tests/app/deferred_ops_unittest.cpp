@@ -170,6 +170,19 @@ TEST_F(WininitTest, DeleteFallsBackToWininit) {
   EXPECT_EQ(RenameLines(), std::vector<std::wstring>{L"NUL="});
 }
 
+// A [rename] list that would outgrow its buffer ends the process at once, writing nothing.
+TEST_F(WininitTest, OverlongSectionStopsTheProcess) {
+  std::string section = "[rename]\r\n";
+  for (int i = 0; section.size() < 20000; ++i) section += "NUL=C:\\old\\file" + std::to_string(i) + ".tmp\r\n";
+  ASSERT_TRUE(qmtest::WriteFileBytes(path_, section));
+  // The empty path cannot be queued as a pending deletion, so the fallback runs.
+  int code = qmtest::RunProcess(L"\"" + qmtest::BinDir() + L"\\app_defer.exe\" delete \"\"", 60000);
+  EXPECT_NE(code, 0);
+  EXPECT_NE(code, 1);
+  EXPECT_NE(code, -1);
+  EXPECT_EQ(qmtest::ReadFileBytes(path_), section);
+}
+
 // Timeout 0: back at once, the child still running.
 TEST(RunAndWait, ZeroTimeoutDoesNotWait) {
   ChildProgram child;
