@@ -54,6 +54,7 @@ kept_everything "reinstall"
 # --- upgrade while the product runs ----------------------------------------
 : >"$trace"
 wine "$dest\\Qmkview8.exe" >/dev/null 2>&1 &
+product_job=$!
 for _ in $(seq 1 100); do [ -n "$(trace_events started)" ] && break; sleep 0.2; done
 running_pid=$(trace_events started | cut -d' ' -f1)
 check "the installed product runs" test -n "$running_pid"
@@ -67,7 +68,14 @@ Continue installation?' "$question"
 rc=0; wait "$setup_job" || rc=$?
 timeout 300 wineserver -w || true
 expect_eq "upgrade exit code" 0 "$rc"
-expect_eq "running copy closed with WM_CLOSE 1001" "$running_pid close1001" "$(trace_events close1001)"
+check "the running copy ended during setup" bash -c '! kill -0 "$1" 2>/dev/null' _ "$product_job"
+# The copy gets WM_CLOSE with 1001 and is terminated 10 ms later; under Wine
+# it is often gone before it has traced the message, so the trace may lack
+# the line, but it never shows another close.
+closes=$(tr -d '\r' <"$trace" | awk '$2 ~ /^close/' | sort -u)
+check "running copy closed with WM_CLOSE 1001 (or terminated first)" \
+  test -z "$closes" -o "$closes" = "$running_pid close1001"
+check "no renamed copy of the product left" test ! -e "$dest_host/Qmkview8.exe.old" -a ! -e "$dest_host/Qmkview8.exe.new"
 check "product replaced by 8.6.0.0" cmp -s "$work/pkg-8.6.0.0/Qmkview8.exe" "$dest_host/Qmkview8.exe"
 expect_eq "upgrade: DisplayVersion" "8.06.00" "$(reg_value 32 "$uninstall" DisplayVersion)"
 kept_everything "upgrade"
