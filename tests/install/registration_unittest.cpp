@@ -139,6 +139,31 @@ TEST_F(RegistrationTest, ThumbnailExtensionBySystem) {
   }
 }
 
+// The chosen extension is handed to "regsvr32.exe /s" with its path quoted
+// (the folder has blanks). Only the 64-bit build is checked: Wine's 32-bit
+// regsvr32 cannot take the 64-bit extension that WOW64 chooses.
+TEST_F(RegistrationTest, RegistersThumbnailExtension) {
+  if (IsWow64()) GTEST_SKIP() << "32-bit regsvr32 of this Wine crashes on a 64-bit DLL";
+  const std::wstring dll = qmtest::BinDir() + L"\\ThumbDqm32.dll";
+  if (!qmtest::FileExists(dll)) GTEST_SKIP() << "thumbnail extension stand-in not built";
+  windowsVersion.dwMajorVersion = 10;
+  ::CreateDirectoryW(installDir_.c_str(), nullptr);
+  ASSERT_TRUE(::CopyFileW(dll.c_str(), ThumbnailExtensionPath().c_str(), FALSE));
+  const std::wstring trace = root_ / L"trace.log";
+  ::SetEnvironmentVariableW(L"QM_TRACE_FILE", trace.c_str());
+
+  EXPECT_TRUE(RegisterThumbnailExtension());
+  std::string lines;
+  for (int i = 0; i < 150 && lines.find("register") == std::string::npos; ++i) {
+    ::Sleep(100);
+    lines = qmtest::ReadFileBytes(trace);
+  }
+  ::SetEnvironmentVariableW(L"QM_TRACE_FILE", nullptr);
+  EXPECT_NE(lines.find("register"), std::string::npos) << lines;
+  EXPECT_EQ(lines.find("unregister"), std::string::npos) << lines;
+  ::Sleep(1000);  // let regsvr32 let go of the DLL before its folder goes
+}
+
 // The existing installation: "Path" first, else App Paths cut before the
 // executable's name; one trailing backslash dropped; empty when neither says.
 TEST_F(RegistrationTest, ExistingInstallFolder) {
