@@ -4,14 +4,13 @@
 #include <shellapi.h>
 #include <shlobj.h>
 
-#include <cwctype>
-
 #include "app/product.h"
 #include "installlog/install_log.h"
 #include "res/resource.h"
 #include "sys/handles.h"
 #include "sys/platform.h"
 #include "sys/registry.h"
+#include "ui/app.h"
 #include "ui/message_box.h"
 #include "ui/strings.h"
 #include "wizard/install_mode.h"
@@ -22,7 +21,10 @@ ExitProcessFn pExitProcess = ::ExitProcess;
 
 namespace {
 
-constexpr wchar_t kStartupLinkName[] = L"\\Quillmark 8.lnk";
+// The shortcut the start-up folders hold when auto-start is on.
+std::wstring StartupLinkIn(const std::wstring& folder) {
+  return folder + L"\\" + kProductName + L".lnk";
+}
 
 std::wstring Lower(std::wstring text) {
   if (!text.empty()) ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
@@ -43,8 +45,8 @@ bool FileExists(const std::wstring& path) {
   return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// Creates and removes a temporary file in folder. Its outcome is not used:
-// the probe only touches the folder the way the shipped setup always has.
+// A write test of folder: creates a temporary file and removes it again.
+// Nobody looks at its outcome.
 void ProbeFolderWithTempFile(const std::wstring& folder) {
   wchar_t name[MAX_PATH] = {};
   if (!::GetTempFileNameW(folder.c_str(), L"h5t", 0, name)) return;
@@ -58,11 +60,9 @@ void ProbeFolderWithTempFile(const std::wstring& folder) {
 }  // namespace
 
 std::wstring OwnModuleFolder() {
-  wchar_t path[MAX_PATH] = {};
-  DWORD length = ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  std::wstring text(path, length < MAX_PATH ? length : 0);
-  size_t slash = text.find_last_of(L'\\');
-  return slash == std::wstring::npos ? std::wstring() : text.substr(0, slash);
+  std::wstring path = ModulePath();
+  size_t slash = path.find_last_of(L'\\');
+  return slash == std::wstring::npos ? std::wstring() : path.substr(0, slash);
 }
 
 std::wstring CleanFolderArgument(std::wstring argument) {
@@ -159,8 +159,8 @@ std::wstring RecoverGroupName(const std::wstring& installDir, int installType,
 
 int DetectAutoStart(const std::wstring& commonStartup, const std::wstring& userStartup) {
   if (commonStartup.size() > 4) ProbeFolderWithTempFile(commonStartup);
-  if (commonStartup.size() > 4 && FileExists(commonStartup + kStartupLinkName)) return 1;
-  if (userStartup.size() >= 5 && FileExists(userStartup + kStartupLinkName)) return 1;
+  if (commonStartup.size() > 4 && FileExists(StartupLinkIn(commonStartup))) return 1;
+  if (userStartup.size() >= 5 && FileExists(StartupLinkIn(userStartup))) return 1;
   return 0;
 }
 

@@ -2,7 +2,7 @@
 # Setup over an existing installation keeps its folder, its type, its program
 # group and its auto-start: a reinstall of the same version, an upgrade while
 # the product runs (closed with WM_CLOSE 1001 after the question), and an
-# unattended downgrade, which asks nothing.
+# unattended downgrade, which asks nothing, while the wizard asks first.
 set -euo pipefail
 source "$(dirname "$0")/e2e_lib.sh"
 
@@ -79,6 +79,26 @@ check "no renamed copy of the product left" test ! -e "$dest_host/Qmkview8.exe.o
 check "product replaced by 8.6.0.0" cmp -s "$work/pkg-8.6.0.0/Qmkview8.exe" "$dest_host/Qmkview8.exe"
 expect_eq "upgrade: DisplayVersion" "8.06.00" "$(reg_value 32 "$uninstall" DisplayVersion)"
 kept_everything "upgrade"
+
+# --- the wizard asks before an older or the same version; No changes nothing
+version_prompt() {  # version_prompt WHAT PACKAGE EXPECTED-TEXT
+  local job text
+  snapshot "before-$1"
+  wine "$2/setup.exe" >/dev/null 2>&1 &
+  job=$!
+  text=$(wine "$probe" answer 7 60000 2>/dev/null | tr -d '\r')
+  rc=0; wait "$job" || rc=$?
+  expect_eq "$1: question" "$3" "$text"
+  expect_eq "$1: declined, exit code" 0 "$rc"
+  snapshot "after-$1"
+  expect_eq "$1: declined, nothing changed" "" "$(snapshot_diff "before-$1" "after-$1")"
+}
+version_prompt older "$work/pkg-8.5.3.0" "Quillmark v. 8.06.00.00 is already installed on this machine. You are trying to install an older version 8.05.03.00 .
+
+Do you still want to continue?"
+version_prompt same "$work/pkg-8.6.0.0" "Quillmark ver. 8.06.00.00 is already installed on this machine.
+
+Would you like to run this setup again to select different options or repair the files?"
 
 # --- unattended downgrade: no version prompt --------------------------------
 run_traced "$work/downgrade.log" "$work/pkg-8.4.0.0/setup.exe" -s
