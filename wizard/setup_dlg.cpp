@@ -1,6 +1,7 @@
 #include "wizard/setup_dlg.h"
 
 #include <new>
+#include <utility>
 
 #include "app/product.h"
 #include "app/settings.h"
@@ -67,11 +68,22 @@ void CSetupDlg::DoDataExchange(CDataExchange& dx) {
 BOOL CSetupDlg::OnInitDialog() {
   CDialog::OnInitDialog();
   if (CWinApp* app = CWinApp::Current()) app->SetMainWindow(GetSafeHwnd());
+  SetFrameIcon();
   nextButtonText = next_.GetText();
   cancelButtonText = cancel_.GetText();
   SetWindowText(LoadStr(IDS_CAPTION));
   NextPage();
   return FALSE;  // the page procedure has set the focus
+}
+
+void CSetupDlg::SetFrameIcon() {
+  // Shared icons belong to the system; nothing to free.
+  for (auto [which, metric] : {std::pair{ICON_BIG, SM_CXICON}, std::pair{ICON_SMALL, SM_CXSMICON}}) {
+    int size = ::GetSystemMetrics(metric);
+    HANDLE icon = ::LoadImageW(ResourceModule(), MAKEINTRESOURCEW(IDI_SETUP), IMAGE_ICON, size, size,
+                               LR_SHARED);
+    if (icon) ::SendMessageW(GetSafeHwnd(), WM_SETICON, which, reinterpret_cast<LPARAM>(icon));
+  }
 }
 
 void CSetupDlg::OnOK() { NextPage(); }

@@ -30,6 +30,7 @@ class CSetupDlg : public CDialog {
   bool OnClicked(int id) override;
 
  private:
+  void SetFrameIcon();
   void NextPage();
   void PreviousPage();
   // Creates the page for the current index; false leaves the frame without one.

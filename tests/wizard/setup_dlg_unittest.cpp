@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <commctrl.h>
 #include <shlobj.h>
 
 #include "app/settings.h"
@@ -377,6 +378,34 @@ HWND OpenBrowser(const Driver& d) {
   return nullptr;
 }
 
+BOOL CALLBACK FindTree(HWND window, LPARAM found) {
+  wchar_t className[32] = {};
+  ::GetClassNameW(window, className, 32);
+  if (wcscmp(className, WC_TREEVIEWW) != 0) return TRUE;
+  *reinterpret_cast<HWND*>(found) = window;
+  return FALSE;
+}
+
+// Waits until the browser's tree has settled on the folder called name; the
+// browser walks down to a preselected folder one level at a time.
+bool WaitForSelection(HWND browser, const std::wstring& name) {
+  HWND tree = nullptr;
+  ::EnumChildWindows(browser, &FindTree, reinterpret_cast<LPARAM>(&tree));
+  for (int wait = 0; tree && wait < 200; ++wait) {
+    wchar_t text[MAX_PATH] = {};
+    TVITEMW item = {};
+    item.mask = TVIF_TEXT;
+    item.hItem = reinterpret_cast<HTREEITEM>(::SendMessageW(tree, TVM_GETNEXTITEM, TVGN_CARET, 0));
+    item.pszText = text;
+    item.cchTextMax = MAX_PATH;
+    if (item.hItem && ::SendMessageW(tree, TVM_GETITEMW, 0, reinterpret_cast<LPARAM>(&item)) &&
+        name == text)
+      return true;
+    ::Sleep(50);
+  }
+  return false;
+}
+
 // OK in the browser; returns once the page has handled the choice.
 void CloseBrowser(const Driver& d, HWND browser) {
   ::PostMessageW(::GetDlgItem(browser, IDOK), BM_CLICK, 0, 0);
@@ -387,9 +416,18 @@ void CloseBrowser(const Driver& d, HWND browser) {
 // The real folder browser opens on installDir (made for that, removed after);
 // taking it as offered keeps the empty folder as it is, and a folder with
 // content picked in the browser comes back with "Quillmark 8" appended.
+// (The folders lie outside the user profile: the browser's tree reaches the
+// profile by two roads and does not always settle on a folder inside it.)
 TEST_F(SetupFrameTest, BrowseWithRealFolderBrowser) {
-  qmtest::TempDir chosen(L"chosen");
-  ASSERT_TRUE(qmtest::WriteFileBytes(chosen / L"keep.txt", "x"));
+  struct Folders {
+    std::wstring root = L"C:\\qmbrowse." + std::to_wstring(::GetCurrentProcessId());
+    ~Folders() { qmtest::RemoveTree(root); }
+  } folders;
+  ASSERT_TRUE(::CreateDirectoryW(folders.root.c_str(), nullptr));
+  std::wstring chosen = folders.root + L"\\chosen";
+  ASSERT_TRUE(::CreateDirectoryW(chosen.c_str(), nullptr));
+  ASSERT_TRUE(qmtest::WriteFileBytes(chosen + L"\\keep.txt", "x"));
+  installSettings.installDir = folders.root + L"\\Quillmark 8";
   std::wstring oldDir = installSettings.installDir;
   qmtest::MessageBoxRecorder boxes;
   RunDriven(-1, &boxes, [&](Driver& d) {
@@ -399,19 +437,22 @@ TEST_F(SetupFrameTest, BrowseWithRealFolderBrowser) {
     HWND browser = OpenBrowser(d);
     ASSERT_NE(browser, nullptr);
     EXPECT_TRUE(qmtest::DirExists(oldDir));
+    EXPECT_TRUE(WaitForSelection(browser, L"Quillmark 8"));
     CloseBrowser(d, browser);
     EXPECT_EQ(d.PageText(1013), oldDir);
     EXPECT_FALSE(qmtest::DirExists(oldDir));
 
     browser = OpenBrowser(d);
     ASSERT_NE(browser, nullptr);
-    ::SendMessageW(browser, BFFM_SETSELECTIONW, TRUE, reinterpret_cast<LPARAM>(chosen.path().c_str()));
+    EXPECT_TRUE(WaitForSelection(browser, L"Quillmark 8"));
+    ::SendMessageW(browser, BFFM_SETSELECTIONW, TRUE, reinterpret_cast<LPARAM>(chosen.c_str()));
+    EXPECT_TRUE(WaitForSelection(browser, L"chosen"));
     CloseBrowser(d, browser);
-    EXPECT_EQ(d.PageText(1013), chosen.path() + L"\\Quillmark 8");
+    EXPECT_EQ(d.PageText(1013), chosen + L"\\Quillmark 8");
     boxes.Answer(IDYES);
     d.Click(IDCANCEL);
   });
-  EXPECT_EQ(installSettings.installDir, chosen.path() + L"\\Quillmark 8");
+  EXPECT_EQ(installSettings.installDir, chosen + L"\\Quillmark 8");
   EXPECT_EQ(boxes.shown().size(), 1u);
 }
 
