@@ -37,7 +37,8 @@ TEST(ArtTest, WizardBitmap) {
   EXPECT_NE(0, memcmp(bits, bits + stride * 395, 3));
 
   if (kCanDraw) {
-    HANDLE image = ::LoadImageW(module, MAKEINTRESOURCEW(IDB_WIZARD), IMAGE_BITMAP, 0, 0, LR_CREATEDIBSECTION);
+    HANDLE image =
+        ::LoadImageW(module, MAKEINTRESOURCEW(IDB_WIZARD), IMAGE_BITMAP, 0, 0, LR_CREATEDIBSECTION);
     ASSERT_NE(nullptr, image);
     BITMAP bitmap = {};
     ASSERT_NE(0, ::GetObjectW(image, sizeof bitmap, &bitmap));
@@ -81,7 +82,8 @@ TEST(ArtTest, SetupIcon) {
 
   if (kCanDraw) {
     for (int size : {16, 32, 48}) {
-      HICON icon = static_cast<HICON>(::LoadImageW(module, MAKEINTRESOURCEW(IDI_SETUP), IMAGE_ICON, size, size, 0));
+      HICON icon = static_cast<HICON>(
+          ::LoadImageW(module, MAKEINTRESOURCEW(IDI_SETUP), IMAGE_ICON, size, size, 0));
       EXPECT_NE(nullptr, icon) << size;
       if (icon) ::DestroyIcon(icon);
     }

@@ -285,6 +285,14 @@ TEST_F(VersionTest, ReadsTheClaimedVersion) {
   const std::wstring self = OwnPath();
   const std::wstring appKey = L"Software\\Wine\\AppDefaults\\" + self.substr(self.find_last_of(L'\\') + 1);
   ASSERT_FALSE(RegKeyExists(HKEY_CURRENT_USER, appKey.c_str()));
+  // Removed on every way out: a leftover would change the version of later runs.
+  struct KeyRemover {
+    const std::wstring& key;
+    ~KeyRemover() {
+      ::RegDeleteTreeW(HKEY_CURRENT_USER, key.c_str());
+      ::RegDeleteKeyW(HKEY_CURRENT_USER, key.c_str());
+    }
+  } remover{appKey};
   struct Case { const wchar_t* name; const wchar_t* expected; };
   std::vector<Case> cases = {{L"win7", L"6.1"}, {L"win8", L"6.2"}, {L"win10", L"10.0"}};
   if (Is32BitBuild()) cases.push_back({L"winxp", L"5.1"});
@@ -297,8 +305,6 @@ TEST_F(VersionTest, ReadsTheClaimedVersion) {
     EXPECT_EQ(L"284", report[5]);
     EXPECT_EQ(std::wstring(c.expected), report[6]);
   }
-  ::RegDeleteTreeW(HKEY_CURRENT_USER, appKey.c_str());
-  ::RegDeleteKeyW(HKEY_CURRENT_USER, appKey.c_str());
 }
 
 // Saves and restores the late-bound WOW64 function.

@@ -120,7 +120,8 @@ TEST_F(PrivilegeTest, EnablesAndDisables) {
 // An unknown privilege name fails at the lookup with its error code on standard output.
 TEST_F(PrivilegeTest, UnknownPrivilegeName) {
   BOOL result = TRUE;
-  std::string output = CaptureStdout([&] { result = SetTokenPrivilege(token_.get(), L"SeQuillPrivilege", TRUE); });
+  std::string output =
+      CaptureStdout([&] { result = SetTokenPrivilege(token_.get(), L"SeQuillPrivilege", TRUE); });
   EXPECT_FALSE(result);
   EXPECT_EQ("LookupPrivilegeValue error: 1313\n", output);
 }
