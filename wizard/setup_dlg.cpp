@@ -69,6 +69,7 @@ BOOL CSetupDlg::OnInitDialog() {
   CDialog::OnInitDialog();
   if (CWinApp* app = CWinApp::Current()) app->SetMainWindow(GetSafeHwnd());
   SetFrameIcon();
+  FitPicture();
   nextButtonText = next_.GetText();
   cancelButtonText = cancel_.GetText();
   SetWindowText(LoadStr(IDS_CAPTION));
@@ -84,6 +85,48 @@ void CSetupDlg::SetFrameIcon() {
                                LR_SHARED);
     if (icon) ::SendMessageW(GetSafeHwnd(), WM_SETICON, which, reinterpret_cast<LPARAM>(icon));
   }
+}
+
+void CSetupDlg::FitPicture() {
+  // The control would stretch the bitmap itself, but coarsely; a smoothed copy
+  // of exactly its size looks right at any DPI.
+  RECT box = {};
+  ::GetClientRect(picture_.GetSafeHwnd(), &box);
+  int width = box.right - box.left, height = box.bottom - box.top;
+  if (width <= 0 || height <= 0) return;
+  HBITMAP source = static_cast<HBITMAP>(::LoadImageW(ResourceModule(), MAKEINTRESOURCEW(IDB_WIZARD),
+                                                     IMAGE_BITMAP, 0, 0, LR_CREATEDIBSECTION));
+  if (!source) return;
+  BITMAP info = {};
+  ::GetObjectW(source, sizeof info, &info);
+  HDC screen = ::GetDC(nullptr);
+  HDC from = ::CreateCompatibleDC(screen);
+  HDC to = ::CreateCompatibleDC(screen);
+  HBITMAP fitted = ::CreateCompatibleBitmap(screen, width, height);
+  if (from && to && fitted) {
+    HGDIOBJ oldFrom = ::SelectObject(from, source);
+    HGDIOBJ oldTo = ::SelectObject(to, fitted);
+    ::SetStretchBltMode(to, HALFTONE);
+    ::SetBrushOrgEx(to, 0, 0, nullptr);
+    ::StretchBlt(to, 0, 0, width, height, from, 0, 0, info.bmWidth, info.bmHeight, SRCCOPY);
+    ::SelectObject(from, oldFrom);
+    ::SelectObject(to, oldTo);
+  }
+  if (to) ::DeleteDC(to);
+  if (from) ::DeleteDC(from);
+  ::ReleaseDC(nullptr, screen);
+  ::DeleteObject(source);
+  if (!fitted) return;
+  fittedPicture_.reset(fitted);
+  RECT frame = {};
+  ::GetWindowRect(picture_.GetSafeHwnd(), &frame);
+  // The control hands back the bitmap it loaded from the template; it is ours now.
+  HBITMAP previous = reinterpret_cast<HBITMAP>(
+      picture_.Send(STM_SETIMAGE, IMAGE_BITMAP, reinterpret_cast<LPARAM>(fitted)));
+  if (previous && previous != fitted) ::DeleteObject(previous);
+  // Some static controls size themselves to a new image; keep the template's size.
+  ::SetWindowPos(picture_.GetSafeHwnd(), nullptr, 0, 0, frame.right - frame.left,
+                 frame.bottom - frame.top, SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
 void CSetupDlg::OnOK() { NextPage(); }

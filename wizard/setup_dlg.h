@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 #include "ui/dialog.h"
 
@@ -31,6 +32,7 @@ class CSetupDlg : public CDialog {
 
  private:
   void SetFrameIcon();
+  void FitPicture();
   void NextPage();
   void PreviousPage();
   // Creates the page for the current index; false leaves the frame without one.
@@ -48,4 +50,10 @@ class CSetupDlg : public CDialog {
   int pageIndex_ = -1;
   std::unique_ptr<CDialog> page_;
   std::wstring savedCaption_;
+
+  struct BitmapDeleter {
+    void operator()(HBITMAP bitmap) const { ::DeleteObject(bitmap); }
+  };
+  // The wizard picture scaled once to the picture control's size.
+  std::unique_ptr<std::remove_pointer_t<HBITMAP>, BitmapDeleter> fittedPicture_;
 };
