@@ -5,7 +5,9 @@
 #   shortcut, which finds none; removed again by its uninstaller;
 #   -instport: a portable installation, with no registry and no shortcuts;
 #   -nodeskico and -autostart, and "-instport" without a folder on a fresh
-#   machine, which still gives an all-users installation in the default folder.
+#   machine, which still gives an all-users installation in the default folder;
+#   -sconf over that installation: installed unattended, then the wizard's
+#   ready and finished pages, answered with Next and Finish.
 set -euo pipefail
 source "$(dirname "$0")/e2e_lib.sh"
 
@@ -88,4 +90,27 @@ expected_journal "$package" \
 expect_file_eq "journal: start-up link, no desktop link" "$work/default-journal.expected" "$(hostpath "$dest\\QmkUnInst.log")"
 expect_eq "-autostart: all users' start-up link" "$dest\\Qmkview8.exe|$pictures|" "$(resolve_link "$common_startup\\Quillmark 8.lnk")"
 check "-nodeskico: no desktop link" test ! -e "$(hostpath "$common_desktop\\Quillmark 8.lnk")"
+
+# --- -sconf: unattended reinstall, then the wizard's last pages -------------
+: >"$trace"
+WINEDEBUG=-all wine "$package/setup.exe" -sconf >/dev/null 2>&1 &
+sconf_job=$!
+# The frame opens on the ready page: Next, then Finish (the run box unchecked).
+wine "$probe" answer 1 120000 >/dev/null 2>&1 || true
+sleep 2
+wine "$probe" answer 1 30000 >/dev/null 2>&1 || true
+rc=0; wait "$sconf_job" || rc=$?
+timeout 300 wineserver -w || true
+expect_eq "-sconf exit code" 0 "$rc"
+expect_eq "-sconf reinstalled the product (-regonly)" "regonly $dest\\Qmkview8.exe" "$(trace_events regonly | cut -d' ' -f2-)"
+# Group and auto-start come from the existing installation; without
+# -nodeskico the desktop link is back.
+expected_journal "$package" \
+  "Made Dir: $group" \
+  "Shell Link: $group\\Quillmark 8.lnk" \
+  "Shell Link: $group\\Quillmark 8 Help.lnk" \
+  "Shell Link: $common_desktop\\Quillmark 8.lnk" \
+  "Shell Link: $common_startup\\Quillmark 8.lnk" >"$work/sconf-journal.expected"
+expect_file_eq "-sconf: journal of the reinstall" "$work/sconf-journal.expected" "$(hostpath "$dest\\QmkUnInst.log")"
+expect_eq "-sconf: the product is not started" "" "$(trace_events started)"
 finish

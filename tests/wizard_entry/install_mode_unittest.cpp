@@ -400,3 +400,63 @@ TEST(RunAfterSetup, RestartsWhenARestartIsPending) {
   EXPECT_TRUE(exitWindowsCalls[0].first & EWX_REBOOT);
   EXPECT_TRUE(TraceLines(trace, "started").empty());
 }
+
+namespace {
+// Runs the whole entry with the process-wide settings fresh, and restores them.
+int RunEntry(const std::vector<std::wstring>& argv, int installMode) {
+  InstallSettings saved = installSettings;
+  installSettings = InstallSettings{};
+  installSettings.installMode = installMode;
+  int result = RunInstallModeEntry(argv);
+  installSettings = saved;
+  return result;
+}
+}  // namespace
+
+// The test program's folder is no package: the entry shows string 18, opens the home page and ends with code 1.
+TEST(RunInstallModeEntry, FolderWithoutPackageAborts) {
+  RegistryGuard guard;
+  events.clear();
+  SetMessageBoxResponder([](const std::wstring& text, UINT style) {
+    events.push_back(L"box " + std::to_wstring(style) + L" " + text.substr(0, 16));
+    return IDOK;
+  });
+  ShellExecuteFn savedShell = pShellExecuteW;
+  ExitProcessFn savedExit = pExitProcess;
+  pShellExecuteW = FakeShellExecute;
+  pExitProcess = FakeExitProcess;
+  int result = RunEntry({qmtest::BinDir() + L"\\setup.exe", L"-s"}, 1);
+  pShellExecuteW = savedShell;
+  pExitProcess = savedExit;
+  SetMessageBoxResponder(nullptr);
+
+  EXPECT_EQ(result, 1);
+  ASSERT_EQ(events.size(), 3u);
+  EXPECT_EQ(events[0], L"box " + std::to_wstring(MB_OK | MB_ICONERROR) + L" This setup files");
+  EXPECT_EQ(events[2], L"exit 1");
+  EXPECT_FALSE(RegKeyExists(HKEY_LOCAL_MACHINE, kVendorKey));
+}
+
+// Declining the version question ends the entry with 0 before the package is even checked.
+TEST(RunInstallModeEntry, DeclinedVersionQuestionEndsAtOnce) {
+  RegistryGuard guard;
+  TempDir installed(L"qm installed");
+  PlaceProduct(L"8.6.0.0", installed.path());
+  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"Path", installed.path().c_str());
+  MessageBoxRecorder boxes;
+  boxes.Answer(IDNO);
+  ShellExecuteFn savedShell = pShellExecuteW;
+  ExitProcessFn savedExit = pExitProcess;
+  pShellExecuteW = FakeShellExecute;
+  pExitProcess = FakeExitProcess;
+  events.clear();
+  int result = RunEntry({qmtest::BinDir() + L"\\setup.exe"}, 0);
+  pShellExecuteW = savedShell;
+  pExitProcess = savedExit;
+
+  EXPECT_EQ(result, 0);
+  ASSERT_EQ(boxes.shown().size(), 1u);
+  EXPECT_NE(boxes.shown()[0].text.find(L"older version 0.00.00.00"), std::wstring::npos);
+  EXPECT_TRUE(events.empty()) << "no damaged-package abort after a declined question";
+  EXPECT_EQ(ReadRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers"), L"");
+}
