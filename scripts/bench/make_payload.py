@@ -3,6 +3,7 @@
 
     make_payload.py small DIR   2,000 files of 1-64 KiB in 40 folders
     make_payload.py large DIR   20 files of about 10 MiB (200 MiB in all)
+    make_payload.py one DIR     one 1 KiB file: what remains is each tool's fixed cost
 """
 import os
 import random
@@ -36,5 +37,10 @@ def large(root):
         write(os.path.join(root, "big%02d.bin" % n), size, rng)
 
 
+def one(root):
+    os.makedirs(root, exist_ok=True)
+    write(os.path.join(root, "one.dat"), 1024, random.Random(1))
+
+
 if __name__ == "__main__":
-    {"small": small, "large": large}[sys.argv[1]](sys.argv[2])
+    {"small": small, "large": large, "one": one}[sys.argv[1]](sys.argv[2])

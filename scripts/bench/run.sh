@@ -5,6 +5,8 @@
 #
 #   bash scripts/bench/run.sh
 #
+# A third payload of one small file shows each contestant's fixed cost.
+#
 # Settings (environment): BENCH_BUILD (build tree with bin/setup.exe and the
 # stand-in product, default build/i686), BENCH_ROUNDS (5), BENCH_WORK (work
 # folder, default build-bench), BENCH_ONLY_FLOORS=1 (NSIS, xcopy and cp only).
@@ -46,7 +48,8 @@ if [ "$only_floors" != 1 ]; then
 fi
 
 # --- payloads and packages -----------------------------------------------------
-for kind in small large; do
+kinds=(small large one)
+for kind in "${kinds[@]}"; do
   if [ ! -f "$work/payload-$kind/.done" ]; then
     log "writing the $kind payload"
     rm -rf "$work/payload-$kind"
@@ -67,22 +70,21 @@ for kind in small large; do
     cp "$setup_exe" "$pkg/setup.exe"
     cp "$product_exe" "$pkg/Qmkview8.exe"
     {
-      if [ "$kind" = small ]; then
-        for d in "$work/payload-$kind"/d*/; do
-          name="$(basename "$d")"
-          printf 'Make Dir: %s\r\n' "$name"
-          printf 'File Copy: %s\\*.dat\r\n' "$name"
-        done
-      else
-        printf 'File Copy: big*.bin\r\n'
-      fi
+      case "$kind" in
+        small)
+          for d in "$work/payload-$kind"/d*/; do
+            name="$(basename "$d")"
+            printf 'Make Dir: %s\r\n' "$name"
+            printf 'File Copy: %s\\*.dat\r\n' "$name"
+          done;;
+        large) printf 'File Copy: big*.bin\r\n';;
+        one) printf 'File Copy: one.dat\r\n';;
+      esac
       printf 'File Copy: Qmkview8.exe\r\n'
       printf 'File Copy: setup.exe > QmkUnInst.exe\r\n'
     } >"$pkg/QmkUnInst.log"
   fi
 done
-count_small=$(find "$work/payload-small" -type f ! -name .done | wc -l)
-count_large=$(find "$work/payload-large" -type f ! -name .done | wc -l)
 
 # --- the Wine session ------------------------------------------------------------
 bash "$root/scripts/make-prefix.sh" "$WINEPREFIX" i686
@@ -97,7 +99,7 @@ mkdir -p "$drive_c/bench"
 # Wine sessions on the machine are not ours to wait for).
 ours_running() {
   local pid
-  for pid in $(pgrep -fi 'setup\.exe|qmkuninst|qmkview8|\\uni[0-9a-f]*\.tmp|un_a\.exe|au_\.exe|nsis-(small|large)\.exe|uninst\.exe|xcopy|regsvr32' || true); do
+  for pid in $(pgrep -fi 'setup\.exe|qmkuninst|qmkview8|\\uni[0-9a-f]*\.tmp|un_a\.exe|au_\.exe|nsis-[a-z]*\.exe|uninst\.exe|xcopy|regsvr32' || true); do
     { tr '\0' '\n' <"/proc/$pid/environ"; } 2>/dev/null | grep -qxF "WINEPREFIX=$WINEPREFIX" && return 0
   done
   return 1
@@ -185,8 +187,8 @@ contestants=(nsis xcopy cp)
 for ((r = 1; r <= rounds; r++)); do
   # Rotate the order so that no contestant always runs first after a sync.
   n=${#contestants[@]}
-  for kind in small large; do
-    expected=$count_small; [ "$kind" = large ] && expected=$count_large
+  for kind in "${kinds[@]}"; do
+    expected=$(find "$work/payload-$kind" -type f ! -name .done | wc -l)
     for ((i = 0; i < n; i++)); do
       c=${contestants[$(((i + r) % n))]}
       "run_$c" "$r" "$kind" "$expected"

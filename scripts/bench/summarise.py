@@ -30,7 +30,7 @@ def main():
     print("## Medians (seconds, %d rounds)\n" % len(rounds))
     print("| Payload | setup.exe install | NSIS install | xcopy (Wine) | cp (native) | setup.exe removal | NSIS removal |")
     print("|---|---|---|---|---|---|---|")
-    for kind in ("small", "large"):
+    for kind in ("small", "large", "one"):
         cells = [median((kind, "ours", "install")), median((kind, "nsis", "install")),
                  median((kind, "xcopy", "install")), median((kind, "cp", "install")),
                  median((kind, "ours", "remove")), median((kind, "nsis", "remove"))]
@@ -43,6 +43,8 @@ def main():
         ("removal large: (setup.exe - 1 s) / NSIS", "large", ("ours", "remove"), ("nsis", "remove"), WORKER_PAUSE, 1.0),
         ("install small: NSIS / xcopy", "small", ("nsis", "install"), ("xcopy", "install"), 0.0, None),
         ("install large: NSIS / xcopy", "large", ("nsis", "install"), ("xcopy", "install"), 0.0, None),
+        ("install one file: setup.exe / xcopy", "one", ("ours", "install"), ("xcopy", "install"), 0.0, None),
+        ("removal one file: (setup.exe - 1 s) / NSIS", "one", ("ours", "remove"), ("nsis", "remove"), WORKER_PAUSE, None),
     ]
     print("\n## Ratios per round\n")
     print("| Ratio | " + " | ".join("r%d" % r for r in rounds) + " | median | target | met |")
