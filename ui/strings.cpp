@@ -27,9 +27,11 @@ std::wstring FormatStr(const wchar_t* format, ...) {
   for (;;) {
     va_list args;
     va_start(args, format);
-    int written = std::vswprintf(buffer.data(), buffer.size(), format, args);
+    // The runtime's own formatter: its %s takes a wide string, as the
+    // string-table formats expect (the standard one would take a narrow one).
+    int written = _vsnwprintf(buffer.data(), buffer.size() - 1, format, args);
     va_end(args);
-    if (written >= 0 && static_cast<size_t>(written) < buffer.size())
+    if (written >= 0 && static_cast<size_t>(written) < buffer.size() - 1)
       return std::wstring(buffer.data(), static_cast<size_t>(written));
     if (buffer.size() > (1u << 20)) return std::wstring();
     buffer.resize(buffer.size() * 2);
