@@ -50,6 +50,9 @@ if [ -n "${DISPLAY:-}" ]; then
   wine "$package/x64-setup.exe" || status=$?
 else
   say "Install: unattended, setup.exe -s (no display)"
+  echo "(setup registers x64\ThumbDqm64.dll with regsvr32: Wine's 32-bit regsvr32"
+  echo " crashes on a 64-bit DLL, where Windows hands it to its 64-bit regsvr32;"
+  echo " a \"page fault ... starting debugger\" line from it is expected.)"
   timeout 600 wine "$package/setup.exe" -s || status=$?
 fi
 wineserver -w
