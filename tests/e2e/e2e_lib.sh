@@ -13,7 +13,10 @@ export WINEDEBUG=-all
 # No crash dialog (Wine's 32-bit regsvr32 crashes on the 64-bit extension),
 # no browser for the maker's home page, no menu entries on the host.
 export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d;winedbg.exe=d;winebrowser.exe=d"
-bash "$QM_SOURCE_DIR/scripts/make-prefix.sh" "$WINEPREFIX" i686
+if ! bash "$QM_SOURCE_DIR/scripts/make-prefix.sh" "$WINEPREFIX" i686; then
+  echo "FAIL could not make the Wine prefix $WINEPREFIX"
+  exit 1
+fi
 
 drive_c="$WINEPREFIX/drive_c"
 probe="$QM_BIN_DIR/e2e_probe.exe"
@@ -58,9 +61,13 @@ expect_file_eq() {  # expect_file_eq "what" expected-file actual-file
     fail "$1"; diff <(cat -A "$2") <(cat -A "$3") | head -n 20 || true
   fi
 }
+# Ends the script: a passed run removes its prefix (over a gigabyte), a failed
+# one keeps it beside the traces for a look.
 finish() {
   echo "---- $e2e_name: $failures failure(s)"
-  [ "$failures" -eq 0 ]
+  [ "$failures" -eq 0 ] || return 1
+  timeout 300 wineserver -w || true
+  rm -rf "$WINEPREFIX"
 }
 
 # make_package DIR [VERSION]: the demo package of this build tree.
