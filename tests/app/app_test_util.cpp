@@ -75,6 +75,10 @@ void ForgetPending(const std::vector<std::wstring>& sources) {
   StorePendingOperations(kept);
 }
 
+Started::~Started() {
+  if (process && ::WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT) EndProcessTree(id);
+}
+
 Started StartProcess(const std::wstring& commandLine, const wchar_t* workingFolder) {
   Started started;
   std::wstring buffer = commandLine;
@@ -106,6 +110,13 @@ std::vector<ProcessEntry> ChildrenOf(DWORD parentId) {
   for (BOOL more = ::Process32FirstW(snapshot.get(), &entry); more; more = ::Process32NextW(snapshot.get(), &entry))
     if (entry.th32ParentProcessID == parentId) children.push_back({entry.th32ProcessID, entry.szExeFile});
   return children;
+}
+
+void EndProcessTree(DWORD processId) {
+  for (const ProcessEntry& child : ChildrenOf(processId))
+    if (child.id != processId) EndProcessTree(child.id);
+  UniqueHandle process(::OpenProcess(PROCESS_TERMINATE, FALSE, processId));
+  if (process) ::TerminateProcess(process.get(), 259);
 }
 
 std::wstring ProcessImagePath(HANDLE process) {

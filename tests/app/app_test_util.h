@@ -21,7 +21,12 @@ int FindPending(const std::vector<std::wstring>& entries, const std::wstring& pa
 void ForgetPending(const std::vector<std::wstring>& sources);
 bool SamePath(const std::wstring& a, const std::wstring& b);
 
+// A started process; one still running when this goes is ended with all it
+// started, so that a failing test leaves nothing behind.
 struct Started {
+  Started() = default;
+  Started(Started&&) = default;
+  ~Started();
   UniqueHandle process;
   DWORD id = 0;
 };
@@ -35,6 +40,9 @@ struct ProcessEntry {
   std::wstring exeName;
 };
 std::vector<ProcessEntry> ChildrenOf(DWORD parentId);
+// Ends a process and, first, every process it started (a crashed program's
+// debugger included), so that a failing test leaves nothing running.
+void EndProcessTree(DWORD processId);
 // Full path of a running process's image; empty when unknown.
 std::wstring ProcessImagePath(HANDLE process);
 

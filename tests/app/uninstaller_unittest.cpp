@@ -73,7 +73,10 @@ TEST(UninstallerRole, HandsOverToTemporaryWorker) {
     worker = FindWorker(uninstaller.id);
     if (!worker.process) ::Sleep(20);
   }
-  EXPECT_EQ(apptest::WaitForExit(uninstaller.process.get(), 60000), 0);
+  const int uninstallerExit = apptest::WaitForExit(uninstaller.process.get(), 60000);
+  if (uninstallerExit == -2) apptest::EndProcessTree(uninstaller.id);
+  EXPECT_EQ(uninstallerExit, 0);
+  if (!worker.process) apptest::EndProcessTree(product.id);
   ASSERT_TRUE(worker.process.valid()) << "no removal worker was started";
 
   // The worker runs from a "uni*.tmp" copy in the temporary folder.
@@ -84,8 +87,12 @@ TEST(UninstallerRole, HandsOverToTemporaryWorker) {
   EXPECT_EQ(_wcsnicmp(name.c_str(), L"uni", 3), 0) << qmtest::Narrow(name);
   EXPECT_TRUE(name.size() > 4 && _wcsicmp(name.c_str() + name.size() - 4, L".tmp") == 0) << qmtest::Narrow(name);
 
-  EXPECT_EQ(apptest::WaitForExit(worker.process.get(), 120000), 0);
-  EXPECT_EQ(apptest::WaitForExit(product.process.get(), 10000), 0);
+  const int workerExit = apptest::WaitForExit(worker.process.get(), 120000);
+  if (workerExit == -2) apptest::EndProcessTree(worker.id);
+  EXPECT_EQ(workerExit, 0);
+  const int productExit = apptest::WaitForExit(product.process.get(), 10000);
+  if (productExit == -2) apptest::EndProcessTree(product.id);
+  EXPECT_EQ(productExit, 0);
 
   // The running product was asked to close, then ended by force.
   std::string traced = qmtest::ReadFileBytes(trace);
@@ -129,7 +136,11 @@ TEST(UninstallerRole, WorkerForMissingUninstallerEndsWithZero) {
   ASSERT_TRUE(qmtest::WriteFileBytes(keep, "keep"));
 
   const std::wstring missing = dir / L"gone\\QmkUnInst.exe";
-  EXPECT_EQ(qmtest::RunProcess(L"\"" + worker + L"\" -delself \"" + missing + L"\" -s", 120000), 0);
+  apptest::Started started = apptest::StartProcess(L"\"" + worker + L"\" -delself \"" + missing + L"\" -s");
+  ASSERT_TRUE(started.process.valid());
+  const int exitCode = apptest::WaitForExit(started.process.get(), 120000);
+  if (exitCode == -2) apptest::EndProcessTree(started.id);
+  EXPECT_EQ(exitCode, 0);
   EXPECT_TRUE(qmtest::FileExists(keep));
   int at = apptest::FindPending(apptest::PendingOperations(), worker);
   EXPECT_GE(at, 0);
