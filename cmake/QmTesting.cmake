@@ -14,7 +14,8 @@ set(QM_WINE_ENV
   "WINEPREFIX=${QM_WINEPREFIX}"
   "WINEDLLPATH=${QM_WINEDLLPATH}"
   "WINEDEBUG=-all"
-  "WINEDLLOVERRIDES=mscoree,mshtml=;winemenubuilder.exe=d"
+  # No debugger (it hangs without a display) and no browser for the maker page.
+  "WINEDLLOVERRIDES=mscoree,mshtml=;winemenubuilder.exe=d;winedbg.exe=d;winebrowser.exe=d"
   "QM_ARCH=${QM_ARCH}"
   "QM_SOURCE_DIR=${CMAKE_SOURCE_DIR}"
   "QM_BIN_DIR=${CMAKE_BINARY_DIR}/bin")

@@ -4,7 +4,7 @@
 set -euo pipefail
 prefix="$1"; arch="${2:-x86_64}"
 export WINEPREFIX="$prefix" WINEDEBUG=-all
-export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
+export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d;winedbg.exe=d;winebrowser.exe=d"
 [ -f "$prefix/.qm-ready" ] && exit 0
 case "$prefix" in "$HOME/.wine"|"$HOME/.wine/") echo "refusing to use ~/.wine" >&2; exit 1;; esac
 rm -rf "$prefix"; mkdir -p "$prefix"
