@@ -7,28 +7,20 @@
 
 #include "app/deferred_ops.h"
 #include "app/settings.h"
-#include "sys/handles.h"
 #include "tests/app/app_test_util.h"
 #include "tests/support/test_support.h"
 
 namespace {
 
-using apptest::FindPending;
-using apptest::ForgetPending;
-using apptest::PendingOperations;
-using apptest::SamePath;
-
-std::wstring WininitPath() {
-  wchar_t folder[MAX_PATH] = {};
-  ::GetWindowsDirectoryW(folder, MAX_PATH);
-  return std::wstring(folder) + L"\\wininit.ini";
-}
+using namespace apptest;
 
 // Keeps the machine's WININIT.INI aside for a test and puts it back after.
 class WininitTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    path_ = WininitPath();
+    wchar_t folder[MAX_PATH] = {};
+    ::GetWindowsDirectoryW(folder, MAX_PATH);
+    path_ = std::wstring(folder) + L"\\wininit.ini";
     existed_ = qmtest::FileExists(path_);
     if (existed_) saved_ = qmtest::ReadFileBytes(path_);
     ::SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -58,30 +50,21 @@ class WininitTest : public ::testing::Test {
   std::string saved_;
 };
 
-// A fresh child copy of the probe program in a folder with a blank.
-class ChildProgram {
- public:
-  ChildProgram() : dir_(L"qm run wait") {
-    exe_ = dir_ / L"child.exe";
-    EXPECT_TRUE(::CopyFileW((qmtest::BinDir() + L"\\app_probe.exe").c_str(), exe_.c_str(), FALSE));
+// A fresh copy of the probe program in a folder with a blank.
+struct ChildProgram {
+  ChildProgram() : dir(L"qm run wait"), exe(dir / L"child.exe") {
+    EXPECT_TRUE(::CopyFileW((qmtest::BinDir() + L"\\app_probe.exe").c_str(), exe.c_str(), FALSE));
   }
   ~ChildProgram() { WaitForEnd(); }
-  std::wstring CommandLine(const std::wstring& arguments) const { return L"\"" + exe_ + L"\" " + arguments; }
-  // Lines "<current folder>|<command line>" the child wrote.
-  std::string Log() const { return qmtest::ReadFileBytes(dir_ / L"child.log"); }
-  // Waits until the child has ended: only then can its file be deleted.
+  std::wstring CommandLine(const std::wstring& arguments) const { return L"\"" + exe + L"\" " + arguments; }
+  // Only an ended child's file can be deleted.
   bool WaitForEnd() const {
-    for (int i = 0; i < 200; ++i) {
-      if (!qmtest::FileExists(exe_) || ::DeleteFileW(exe_.c_str())) return true;
-      ::Sleep(50);
-    }
+    for (int i = 0; i < 200; ++i, ::Sleep(50))
+      if (!qmtest::FileExists(exe) || ::DeleteFileW(exe.c_str())) return true;
     return false;
   }
-  const qmtest::TempDir& dir() const { return dir_; }
-
- private:
-  qmtest::TempDir dir_;
-  std::wstring exe_;
+  qmtest::TempDir dir;
+  std::wstring exe;
 };
 
 long long ElapsedMs(std::chrono::steady_clock::time_point since) {
@@ -90,84 +73,61 @@ long long ElapsedMs(std::chrono::steady_clock::time_point since) {
 
 }  // namespace
 
-// A scheduled deletion is a pending operation with an empty target.
-TEST(DeleteAtReboot, QueuesPendingDeletion) {
+// A scheduled deletion is a pending pair with an empty target; a replacement
+// names source and target and sets restartNeeded; neither touches the files.
+TEST(DeleteAtReboot, QueuesDeletionAndReplacement) {
   qmtest::TempDir dir(L"qm defer");
-  std::wstring file = dir / L"in use.dll";
-  ASSERT_TRUE(qmtest::WriteFileBytes(file, "x"));
-  EXPECT_TRUE(DeleteAtReboot(file.c_str()));
-  std::vector<std::wstring> entries = PendingOperations();
-  int at = FindPending(entries, file);
-  ASSERT_GE(at, 0);
-  EXPECT_EQ(entries[at + 1], L"");
-  EXPECT_TRUE(qmtest::FileExists(file));
-  ForgetPending({file});
-}
-
-// A scheduled replacement names source and target, and sets restartNeeded.
-TEST(ReplaceAtReboot, QueuesMoveAndSetsRestartNeeded) {
-  qmtest::TempDir dir(L"qm defer");
-  std::wstring source = dir / L"new.dll", target = dir / L"old.dll";
-  ASSERT_TRUE(qmtest::WriteFileBytes(source, "new"));
-  ASSERT_TRUE(qmtest::WriteFileBytes(target, "old"));
+  std::wstring file = dir / L"in use.dll", source = dir / L"new.dll", target = dir / L"old.dll";
+  ASSERT_TRUE(qmtest::WriteFileBytes(file, "x") && qmtest::WriteFileBytes(source, "new") &&
+              qmtest::WriteFileBytes(target, "old"));
   installSettings.restartNeeded = 0;
+  EXPECT_TRUE(DeleteAtReboot(file.c_str()));
   EXPECT_TRUE(ReplaceAtReboot(source.c_str(), target.c_str()));
   EXPECT_EQ(installSettings.restartNeeded, 1);
   std::vector<std::wstring> entries = PendingOperations();
-  int at = FindPending(entries, source);
+  ForgetPending({file, source});
+  int at = FindPending(entries, file);
+  ASSERT_GE(at, 0);
+  EXPECT_EQ(entries[at + 1], L"");
+  at = FindPending(entries, source);
   ASSERT_GE(at, 0);
   std::wstring queuedTarget = entries[at + 1];
   if (!queuedTarget.empty() && queuedTarget[0] == L'!') queuedTarget.erase(0, 1);
   EXPECT_TRUE(SamePath(queuedTarget, L"\\??\\" + target)) << qmtest::Narrow(entries[at + 1]);
+  EXPECT_TRUE(qmtest::FileExists(file));
   EXPECT_EQ(qmtest::ReadFileBytes(target), "old");
-  ForgetPending({source});
 }
 
 // The fallback adds "NUL=" + path behind the lines already in [rename].
 TEST_F(WininitTest, FallbackKeepsExistingLines) {
   ASSERT_TRUE(qmtest::WriteFileBytes(path_, "[rename]\r\nC:\\keep\\a.txt=C:\\keep\\b.txt\r\nNUL=C:\\keep\\old.txt\r\n"));
   EXPECT_TRUE(AppendWininitDeletion(L"C:\\some folder\\gone.txt"));
-  std::vector<std::wstring> expected = {L"C:\\keep\\a.txt=C:\\keep\\b.txt", L"NUL=C:\\keep\\old.txt",
-                                        L"NUL=C:\\some folder\\gone.txt"};
-  EXPECT_EQ(RenameLines(), expected);
+  EXPECT_EQ(RenameLines(), (std::vector<std::wstring>{L"C:\\keep\\a.txt=C:\\keep\\b.txt", L"NUL=C:\\keep\\old.txt",
+                                                 L"NUL=C:\\some folder\\gone.txt"}));
   FlushProfiles();
   std::string text = qmtest::ReadFileBytes(path_);
-  size_t first = text.find("C:\\keep\\a.txt=C:\\keep\\b.txt");
-  size_t second = text.find("NUL=C:\\keep\\old.txt");
   size_t added = text.find("NUL=C:\\some folder\\gone.txt");
-  ASSERT_NE(added, std::string::npos) << text;
-  EXPECT_LT(first, second);
-  EXPECT_LT(second, added);
+  EXPECT_TRUE(added != std::string::npos && text.find("NUL=C:\\keep\\old.txt") < added &&
+              text.find("C:\\keep\\a.txt=C:\\keep\\b.txt") < text.find("NUL=C:\\keep\\old.txt"))
+      << text;
 }
 
-// Without a WININIT.INI the fallback creates it with the one line.
-TEST_F(WininitTest, FallbackCreatesSection) {
-  EXPECT_TRUE(AppendWininitDeletion(L"C:\\x\\y.tmp"));
-  EXPECT_EQ(RenameLines(), std::vector<std::wstring>{L"NUL=C:\\x\\y.tmp"});
+// Without a WININIT.INI the fallback creates it; a deletion the pending list cannot take lands there.
+TEST_F(WininitTest, DeleteFallsBackToNewWininit) {
+  EXPECT_TRUE(DeleteAtReboot(L""));
+  EXPECT_EQ(RenameLines(), std::vector<std::wstring>{L"NUL="});
   EXPECT_TRUE(AppendWininitDeletion(L"C:\\x\\z.tmp"));
-  EXPECT_EQ(RenameLines(), (std::vector<std::wstring>{L"NUL=C:\\x\\y.tmp", L"NUL=C:\\x\\z.tmp"}));
+  EXPECT_EQ(RenameLines(), (std::vector<std::wstring>{L"NUL=", L"NUL=C:\\x\\z.tmp"}));
 }
 
 // When both ways fail, restartNeeded is cleared, even after an earlier success.
 TEST_F(WininitTest, FailedReplacementClearsRestartNeeded) {
-  qmtest::TempDir dir(L"qm defer");
-  std::wstring source = dir / L"new.dll", target = dir / L"old.dll";
-  ASSERT_TRUE(qmtest::WriteFileBytes(source, "new"));
-  ASSERT_TRUE(ReplaceAtReboot(source.c_str(), target.c_str()));
-  ASSERT_EQ(installSettings.restartNeeded, 1);
-  ForgetPending({source});
-
+  installSettings.restartNeeded = 1;
   // An empty source cannot be queued, and a WININIT.INI that is a folder cannot be written.
   ASSERT_TRUE(::CreateDirectoryW(path_.c_str(), nullptr));
-  EXPECT_FALSE(ReplaceAtReboot(L"", target.c_str()));
+  EXPECT_FALSE(ReplaceAtReboot(L"", L"C:\\x\\old.dll"));
   EXPECT_EQ(installSettings.restartNeeded, 0);
   ::RemoveDirectoryW(path_.c_str());
-}
-
-// When the pending list cannot take it, the deletion lands in WININIT.INI.
-TEST_F(WininitTest, DeleteFallsBackToWininit) {
-  EXPECT_TRUE(DeleteAtReboot(L""));
-  EXPECT_EQ(RenameLines(), std::vector<std::wstring>{L"NUL="});
 }
 
 // A [rename] list that would outgrow its buffer ends the process at once, writing nothing.
@@ -177,39 +137,33 @@ TEST_F(WininitTest, OverlongSectionStopsTheProcess) {
   ASSERT_TRUE(qmtest::WriteFileBytes(path_, section));
   // The empty path cannot be queued as a pending deletion, so the fallback runs.
   int code = qmtest::RunProcess(L"\"" + qmtest::BinDir() + L"\\app_defer.exe\" delete \"\"", 60000);
-  EXPECT_NE(code, 0);
-  EXPECT_NE(code, 1);
-  EXPECT_NE(code, -1);
+  EXPECT_TRUE(code != 0 && code != 1 && code != -1) << code;
   EXPECT_EQ(qmtest::ReadFileBytes(path_), section);
 }
 
-// Timeout 0: back at once, the child still running.
-TEST(RunAndWait, ZeroTimeoutDoesNotWait) {
-  ChildProgram child;
-  auto start = std::chrono::steady_clock::now();
-  EXPECT_TRUE(RunAndWait(child.CommandLine(L"-sleep 4000").c_str(), child.dir().path().c_str(), 0));
-  EXPECT_LT(ElapsedMs(start), 1500);
-  EXPECT_TRUE(child.WaitForEnd());
-  EXPECT_GE(ElapsedMs(start), 3000);
-}
-
-// A timeout bounds the wait; a child that ends sooner ends the wait sooner.
+// Timeout 0 returns at once with the child still running; a timeout bounds the
+// wait, and a child that ends sooner ends it sooner.
 TEST(RunAndWait, WaitsAtMostTheTimeout) {
   ChildProgram child;
   auto start = std::chrono::steady_clock::now();
-  EXPECT_TRUE(RunAndWait(child.CommandLine(L"-sleep 4000").c_str(), nullptr, 700));
-  long long waited = ElapsedMs(start);
-  EXPECT_GE(waited, 650);
-  EXPECT_LT(waited, 3000);
+  EXPECT_TRUE(RunAndWait(child.CommandLine(L"-sleep 4000").c_str(), child.dir.path().c_str(), 0));
+  EXPECT_LT(ElapsedMs(start), 1500);
+  EXPECT_TRUE(child.WaitForEnd());
+  EXPECT_GE(ElapsedMs(start), 3000);
+
+  ChildProgram bounded;
+  start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(RunAndWait(bounded.CommandLine(L"-sleep 4000").c_str(), nullptr, 700));
+  EXPECT_GE(ElapsedMs(start), 650);
+  EXPECT_LT(ElapsedMs(start), 3000);
 
   start = std::chrono::steady_clock::now();
-  EXPECT_TRUE(RunAndWait(child.CommandLine(L"-sleep 500").c_str(), nullptr, 30000));
-  waited = ElapsedMs(start);
-  EXPECT_GE(waited, 450);
-  EXPECT_LT(waited, 20000);
+  EXPECT_TRUE(RunAndWait(bounded.CommandLine(L"-sleep 500").c_str(), nullptr, 30000));
+  EXPECT_GE(ElapsedMs(start), 450);
+  EXPECT_LT(ElapsedMs(start), 20000);
 }
 
-// The child runs in the folder given, else in installDir; a missing program is reported.
+// The child runs in the folder given, else in installDir; a missing program is reported at once.
 TEST(RunAndWait, WorkingFolderAndFailure) {
   ChildProgram child;
   qmtest::TempDir given(L"qm given dir"), install(L"qm install dir");
@@ -217,11 +171,9 @@ TEST(RunAndWait, WorkingFolderAndFailure) {
   installSettings.installDir = install.path();
   EXPECT_TRUE(RunAndWait(child.CommandLine(L"two").c_str(), nullptr, 30000));
   installSettings.installDir.clear();
-  std::string log = child.Log();
-  EXPECT_NE(log.find(qmtest::Narrow(given.path()) + "|" + qmtest::Narrow(child.CommandLine(L"one"))),
-            std::string::npos) << log;
-  EXPECT_NE(log.find(qmtest::Narrow(install.path()) + "|" + qmtest::Narrow(child.CommandLine(L"two"))),
-            std::string::npos) << log;
+  std::string log = qmtest::ReadFileBytes(child.dir / L"child.log");
+  for (auto [folder, arguments] : {std::pair{given.path(), L"one"}, std::pair{install.path(), L"two"}})
+    EXPECT_NE(log.find(qmtest::Narrow(folder + L"|" + child.CommandLine(arguments))), std::string::npos) << log;
 
   auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(RunAndWait(L"\"C:\\no such folder\\none.exe\" -x", nullptr, 5000));

@@ -11,51 +11,15 @@
 #include "tests/app/app_test_util.h"
 #include "tests/support/test_support.h"
 
-namespace {
-
-using apptest::InstalledCopy;
-
-bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
-// Waits until the list holds count ids (or gives up after timeoutMs).
-bool WaitForCount(COXInstanceManager& list, int count, DWORD timeoutMs) {
-  for (DWORD waited = 0; waited < timeoutMs; waited += 50) {
-    if (list.ReadInstanceCount() == count) return true;
-    ::Sleep(50);
-  }
-  return false;
-}
-
-// The temporary copy the uninstaller started, found by its parent.
-struct Worker {
-  UniqueHandle process;
-  DWORD id = 0;
-  std::wstring path;
-};
-Worker FindWorker(DWORD uninstallerId) {
-  Worker worker;
-  for (const apptest::ProcessEntry& child : apptest::ChildrenOf(uninstallerId)) {
-    worker.process.reset(::OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, child.id));
-    if (!worker.process) continue;
-    worker.id = child.id;
-    worker.path = apptest::ProcessImagePath(worker.process.get());
-    break;
-  }
-  return worker;
-}
-
-}  // namespace
+using qmtest::Narrow;
 
 // The installed uninstaller, started without arguments from a folder with blanks:
 // closes the running product without asking, relaunches from a "uni*.tmp" copy,
 // and that worker removes the installation and queues its own file for deletion.
 TEST(UninstallerRole, HandsOverToTemporaryWorker) {
   COXInstanceManager list(kInstanceListName, kInstanceSharedDataSize, FALSE);
-  qmtest::TempDir traceDir(L"qm trace");
-  const std::wstring trace = traceDir / L"trace.log";
-  ASSERT_TRUE(::SetEnvironmentVariableW(L"QM_TRACE_FILE", trace.c_str()));
-
-  InstalledCopy copy;
+  apptest::TraceFile trace;
+  apptest::InstalledCopy copy;
   // regsvr32 is looked for in the worker's current folder before the system's.
   qmtest::TempDir tools(L"qm tools");
   ASSERT_TRUE(::CopyFileW((qmtest::BinDir() + L"\\app_probe.exe").c_str(), (tools / L"regsvr32.exe").c_str(), FALSE));
@@ -63,67 +27,55 @@ TEST(UninstallerRole, HandsOverToTemporaryWorker) {
   apptest::Started product = apptest::StartProcess(
       L"\"" + qmtest::BinDir() + L"\\standin-8.5.3.0\\Qmkview8.exe\" -ignoreclose");
   ASSERT_TRUE(product.process.valid());
-  ASSERT_TRUE(WaitForCount(list, 1, 20000));
-  for (int i = 0; i < 200 && !Contains(qmtest::ReadFileBytes(trace), "started"); ++i) ::Sleep(50);
+  ASSERT_TRUE(apptest::WaitUntil([&] { return list.ReadInstanceCount() == 1; }, 20000));
+  apptest::WaitUntil([&] { return trace.Has("started"); }, 10000);
 
   apptest::Started uninstaller = apptest::StartProcess(L"\"" + copy.uninstaller() + L"\"", tools.path().c_str());
   ASSERT_TRUE(uninstaller.process.valid());
-  Worker worker;
-  for (int i = 0; i < 100 && !worker.process; ++i) {
-    worker = FindWorker(uninstaller.id);
-    if (!worker.process) ::Sleep(20);
-  }
-  const int uninstallerExit = apptest::WaitForExit(uninstaller.process.get(), 60000);
-  if (uninstallerExit == -2) apptest::EndProcessTree(uninstaller.id);
-  EXPECT_EQ(uninstallerExit, 0);
-  if (!worker.process) apptest::EndProcessTree(product.id);
+  apptest::Started worker = apptest::WaitForChild(uninstaller.id, 2000);
+  EXPECT_EQ(apptest::WaitForExit(uninstaller.process.get(), 60000), 0);
   ASSERT_TRUE(worker.process.valid()) << "no removal worker was started";
 
   // The worker runs from a "uni*.tmp" copy in the temporary folder.
+  const std::wstring workerPath = apptest::ProcessImagePath(worker.process.get());
   const std::wstring temp = apptest::TempFolder();
-  ASSERT_GT(worker.path.size(), temp.size());
-  EXPECT_TRUE(apptest::SamePath(worker.path.substr(0, temp.size()), temp)) << qmtest::Narrow(worker.path);
-  std::wstring name = worker.path.substr(temp.size());
-  EXPECT_EQ(_wcsnicmp(name.c_str(), L"uni", 3), 0) << qmtest::Narrow(name);
-  EXPECT_TRUE(name.size() > 4 && _wcsicmp(name.c_str() + name.size() - 4, L".tmp") == 0) << qmtest::Narrow(name);
+  ASSERT_GT(workerPath.size(), temp.size() + 7);
+  EXPECT_TRUE(apptest::SamePath(workerPath.substr(0, temp.size()), temp)) << Narrow(workerPath);
+  std::wstring name = workerPath.substr(temp.size());
+  EXPECT_TRUE(_wcsnicmp(name.c_str(), L"uni", 3) == 0 && _wcsicmp(name.c_str() + name.size() - 4, L".tmp") == 0)
+      << Narrow(name);
 
-  const int workerExit = apptest::WaitForExit(worker.process.get(), 120000);
-  if (workerExit == -2) apptest::EndProcessTree(worker.id);
-  EXPECT_EQ(workerExit, 0);
-  const int productExit = apptest::WaitForExit(product.process.get(), 10000);
-  if (productExit == -2) apptest::EndProcessTree(product.id);
-  EXPECT_EQ(productExit, 0);
+  EXPECT_EQ(apptest::WaitForExit(worker.process.get(), 120000), 0);
+  EXPECT_EQ(apptest::WaitForExit(product.process.get(), 10000), 0);
 
-  // The running product was asked to close, then ended by force.
-  std::string traced = qmtest::ReadFileBytes(trace);
-  EXPECT_TRUE(Contains(traced, std::to_string(product.id) + " close1001")) << traced;
-  EXPECT_FALSE(Contains(traced, std::to_string(product.id) + " ended")) << traced;
-  // The worker got the folder right: it ran the installed product to unregister.
-  EXPECT_TRUE(Contains(traced, "unregonly " + qmtest::Narrow(copy.folder()) + "\\Qmkview8.exe")) << traced;
+  // The running product was asked to close, then ended by force; the worker
+  // got the folder right: it ran the installed product to unregister.
+  std::string traced = trace.Read();
+  EXPECT_NE(traced.find(std::to_string(product.id) + " close1001"), std::string::npos) << traced;
+  EXPECT_EQ(traced.find(std::to_string(product.id) + " ended"), std::string::npos) << traced;
+  EXPECT_NE(traced.find("unregonly " + Narrow(copy.folder()) + "\\Qmkview8.exe"), std::string::npos) << traced;
 
-  // regsvr32 unregistered the extension of this platform, with the unquoted path.
+  // regsvr32 unregistered the extension of this platform, with the quoted path.
   std::wstring dll = IsWow64() ? L"x64\\ThumbDqm64.dll" : L"ThumbDqm32.dll";
   std::string regsvr32 = qmtest::ReadFileBytes(tools / L"regsvr32.log");
-  EXPECT_TRUE(Contains(regsvr32, qmtest::Narrow(copy.folder() + L"|regsvr32.exe /s /u \"" + copy.folder() +
-                                                  L"\\" + dll + L"\"")))
+  EXPECT_NE(regsvr32.find(Narrow(copy.folder() + L"|regsvr32.exe /s /u \"" + copy.folder() + L"\\" + dll + L"\"")),
+            std::string::npos)
       << regsvr32;
 
   EXPECT_TRUE(copy.Gone());
   std::vector<std::wstring> pending = apptest::PendingOperations();
-  int at = apptest::FindPending(pending, worker.path);
+  apptest::ForgetPending({workerPath});
+  int at = apptest::FindPending(pending, workerPath);
   ASSERT_GE(at, 0) << "the worker's own file is not queued for deletion";
   EXPECT_EQ(pending[at + 1], L"");
-  EXPECT_TRUE(qmtest::FileExists(worker.path));
+  EXPECT_TRUE(qmtest::FileExists(workerPath));
+  ::DeleteFileW(workerPath.c_str());
 
   // Both left the instance list on their way out.
   std::vector<DWORD> ids;
   list.ReadInstanceIds(ids);
   EXPECT_EQ(std::count(ids.begin(), ids.end(), uninstaller.id), 0);
   EXPECT_EQ(std::count(ids.begin(), ids.end(), worker.id), 0);
-
-  apptest::ForgetPending({worker.path});
-  ::DeleteFileW(worker.path.c_str());
-  ::SetEnvironmentVariableW(L"QM_TRACE_FILE", nullptr);
 }
 
 // A worker started by hand for an uninstaller that is gone ends with 0, queues
@@ -132,17 +84,13 @@ TEST(UninstallerRole, WorkerForMissingUninstallerEndsWithZero) {
   qmtest::TempDir dir(L"qm worker");
   const std::wstring worker = dir / L"worker copy.exe";
   ASSERT_TRUE(::CopyFileW((qmtest::BinDir() + L"\\setup.exe").c_str(), worker.c_str(), FALSE));
-  const std::wstring keep = dir / L"keep.txt";
-  ASSERT_TRUE(qmtest::WriteFileBytes(keep, "keep"));
+  ASSERT_TRUE(qmtest::WriteFileBytes(dir / L"keep.txt", "keep"));
 
-  const std::wstring missing = dir / L"gone\\QmkUnInst.exe";
-  apptest::Started started = apptest::StartProcess(L"\"" + worker + L"\" -delself \"" + missing + L"\" -s");
+  apptest::Started started =
+      apptest::StartProcess(L"\"" + worker + L"\" -delself \"" + (dir / L"gone\\QmkUnInst.exe") + L"\" -s");
   ASSERT_TRUE(started.process.valid());
-  const int exitCode = apptest::WaitForExit(started.process.get(), 120000);
-  if (exitCode == -2) apptest::EndProcessTree(started.id);
-  EXPECT_EQ(exitCode, 0);
-  EXPECT_TRUE(qmtest::FileExists(keep));
-  int at = apptest::FindPending(apptest::PendingOperations(), worker);
-  EXPECT_GE(at, 0);
+  EXPECT_EQ(apptest::WaitForExit(started.process.get(), 120000), 0);
+  EXPECT_TRUE(qmtest::FileExists(dir / L"keep.txt"));
+  EXPECT_GE(apptest::FindPending(apptest::PendingOperations(), worker), 0);
   apptest::ForgetPending({worker});
 }

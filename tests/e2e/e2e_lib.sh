@@ -45,6 +45,11 @@ pictures="C:\\users\\$user_dir\\Pictures"
 program_files='C:\Program Files (x86)'
 temp_dir="C:\\users\\$user_dir\\Temp"
 
+# Keys setup writes (32-bit view).
+vendor='HKLM\Software\Lanternfold\Quillmark 8'
+uninstall='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Quillmark 8'
+app_path='HKLM\Software\Microsoft\Windows\CurrentVersion\App Paths\Qmkview8.exe'
+
 pass() { printf 'ok   %s\n' "$*"; }
 fail() { printf 'FAIL %s\n' "$*"; failures=$((failures + 1)); }
 check() {  # check "what" command...
@@ -116,6 +121,14 @@ resolve_link() { wine "$probe" resolve "$1" 2>/dev/null | tr -d '\r' | paste -sd
 
 # Trace lines with EVENT (second field).
 trace_events() { tr -d '\r' <"$trace" | awk -v e="$1" '$2 == e'; }
+# Waits up to 20 s for a "started" trace line and prints the lines then.
+wait_started() {
+  local _
+  for _ in $(seq 1 100); do [ -n "$(trace_events started)" ] && break; sleep 0.2; done
+  trace_events started
+}
+# answer BUTTON [TIMEOUT-MS]: presses BUTTON in setup's next message box and prints its text.
+answer() { wine "$probe" answer "$1" "${2:-60000}" 2>/dev/null | tr -d '\r'; }
 
 # snapshot NAME: the prefix's files and registry once every process has ended.
 snapshot() {

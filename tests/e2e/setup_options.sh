@@ -13,18 +13,12 @@ source "$(dirname "$0")/e2e_lib.sh"
 
 package="$work/package"
 make_package "$package" 8.5.3.0
-vendor='HKLM\Software\Lanternfold\Quillmark 8'
 
 # --- -instdir, current user, -runafter -------------------------------------
 dest='C:\Apps\Quill Mark'
 E2E_NO_SETTLE=1 run_traced "$work/instdir.log" "$package/setup.exe" -s -instdir "$dest\\" -autostart -runafter
 expect_eq "-instdir exit code" 0 "$rc"
-started=""
-for _ in $(seq 1 100); do
-  started=$(trace_events started)
-  [ -n "$started" ] && break
-  sleep 0.2
-done
+started=$(wait_started)
 expect_eq "-runafter started the installed product" "started $dest\\Qmkview8.exe" "$(cut -d' ' -f2- <<<"$started")"
 [ -n "$started" ] && wine "$probe" kill "$(cut -d' ' -f1 <<<"$started")" >/dev/null 2>&1
 timeout 300 wineserver -w || true

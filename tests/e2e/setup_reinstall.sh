@@ -9,8 +9,6 @@ source "$(dirname "$0")/e2e_lib.sh"
 make_package "$work/pkg-8.5.3.0" 8.5.3.0
 make_package "$work/pkg-8.6.0.0" 8.6.0.0
 make_package "$work/pkg-8.4.0.0" 8.4.0.0
-vendor='HKLM\Software\Lanternfold\Quillmark 8'
-uninstall='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Quillmark 8'
 dest='C:\QM Home'
 dest_host="$(hostpath "$dest")"
 
@@ -55,13 +53,12 @@ kept_everything "reinstall"
 : >"$trace"
 wine "$dest\\Qmkview8.exe" >/dev/null 2>&1 &
 product_job=$!
-for _ in $(seq 1 100); do [ -n "$(trace_events started)" ] && break; sleep 0.2; done
-running_pid=$(trace_events started | cut -d' ' -f1)
+running_pid=$(wait_started | cut -d' ' -f1)
 check "the installed product runs" test -n "$running_pid"
 # Started with "-s" alone, setup still asks before closing the copy (string 33).
 WINEDEBUG=-all,trace+process wine "$work/pkg-8.6.0.0/setup.exe" -s 2>"$work/upgrade.log" &
 setup_job=$!
-question=$(wine "$probe" answer 6 60000 2>/dev/null | tr -d '\r')
+question=$(answer 6)
 expect_eq "close question" '1 instance of Quillmark is currently opened. If you click "Yes" button, SETUP will try to close it without saving any editing work you may have done. 
 
 Continue installation?' "$question"
@@ -86,7 +83,7 @@ version_prompt() {  # version_prompt WHAT PACKAGE EXPECTED-TEXT
   snapshot "before-$1"
   wine "$2/setup.exe" >/dev/null 2>&1 &
   job=$!
-  text=$(wine "$probe" answer 7 60000 2>/dev/null | tr -d '\r')
+  text=$(answer 7)
   rc=0; wait "$job" || rc=$?
   expect_eq "$1: question" "$3" "$text"
   expect_eq "$1: declined, exit code" 0 "$rc"

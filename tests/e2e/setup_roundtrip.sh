@@ -39,9 +39,6 @@ expect_eq "help link" "$dest\\Qmkview8Man.chm||" "$(resolve_link "$group\\Quillm
 expect_eq "desktop link" "$dest\\Qmkview8.exe|$pictures|" "$(resolve_link "$common_desktop\\Quillmark 8.lnk")"
 check "no start-up link without -autostart" test ! -e "$(hostpath "$common_startup\\Quillmark 8.lnk")"
 
-vendor='HKLM\Software\Lanternfold\Quillmark 8'
-uninstall='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Quillmark 8'
-app_path='HKLM\Software\Microsoft\Windows\CurrentVersion\App Paths\Qmkview8.exe'
 expect_eq "AllUsers" "B" "$(reg_value 32 "$vendor" AllUsers)"
 expect_eq "Path" "$dest" "$(reg_value 32 "$vendor" Path)"
 expect_eq "DisplayName" "Quillmark 8" "$(reg_value 32 "$uninstall" DisplayName)"

@@ -5,15 +5,15 @@
 #include <windows.h>
 #include <shlobj.h>
 
-#include <fstream>
+#include <tuple>
+#include <utility>
 
 #include "app/product.h"
 #include "install/registration.h"
-#include "res/resource.h"
+#include "sys/handles.h"
 #include "sys/platform.h"
 #include "sys/privileges.h"
 #include "sys/registry.h"
-#include "ui/message_box.h"
 #include "tests/support/test_support.h"
 #include "wizard/install_mode.h"
 #include "wizard/version_info.h"
@@ -46,10 +46,18 @@ class RegistryGuard {
   }
 };
 
-VersionQuad Quad(unsigned a, unsigned b, unsigned c, unsigned d) {
-  VersionQuad v;
-  v.major = a, v.minor = b, v.release = c, v.build = d;
-  return v;
+VersionQuad Quad(unsigned a, unsigned b, unsigned c, unsigned d) { return VersionQuad{a, b, c, d}; }
+
+// Settings for installing the package over the installation in mode.
+InstallSettings Over(const TempDir& installed, const TempDir& package, int mode, int type, int autoStart) {
+  InstallSettings settings;
+  settings.installMode = mode;
+  settings.installType = type;
+  settings.autoStart = autoStart;
+  settings.installDir = installed.path();
+  settings.sourceDir = package.path();
+  settings.groupName = L"Quillmark 8";
+  return settings;
 }
 
 void WriteText(const std::wstring& path, const std::string& text) {
@@ -63,17 +71,14 @@ std::string JournalLink(const std::wstring& path) { return "Shell Link: " + qmte
 // The versions come from the fixed file-version words of the resource; no resource or no file gives 0.0.0.0.
 TEST(ReadFileVersion, ReadsTheFourParts) {
   VersionQuad v = ReadFileVersion(StandinExe(L"8.5.3.7"));
-  EXPECT_EQ(v.major, 8u);
-  EXPECT_EQ(v.minor, 5u);
-  EXPECT_EQ(v.release, 3u);
-  EXPECT_EQ(v.build, 7u);
-  EXPECT_EQ(VersionNumber(ReadFileVersion(StandinExe(L"8.6.0.0"))), VersionNumber(Quad(8, 6, 0, 0)));
+  EXPECT_EQ(std::vector<unsigned>({v.major, v.minor, v.release, v.build}), std::vector<unsigned>({8, 5, 3, 7}));
   EXPECT_EQ(VersionNumber(ReadFileVersion(qmtest::BinDir() + L"\\standin-noversion\\Qmkview8.exe")), 0u);
   EXPECT_EQ(VersionNumber(ReadFileVersion(qmtest::BinDir() + L"\\no-such-file.exe")), 0u);
 }
 
-// The existing installation is the vendor "Path", else App Paths cut before the product name, one backslash dropped.
-TEST(ExistingInstallFolder, VendorPathThenAppPaths) {
+// The existing installation is the vendor "Path", else App Paths cut before the product name, one
+// backslash dropped; its type comes from "AllUsers".
+TEST(ExistingInstallation, FolderAndType) {
   RegistryGuard guard;
   EXPECT_EQ(ExistingInstallFolder(), L"");
   WriteRegString(HKEY_LOCAL_MACHINE, kAppPathKey, nullptr, L"D:\\Tools\\QM\\Qmkview8.exe");
@@ -83,65 +88,54 @@ TEST(ExistingInstallFolder, VendorPathThenAppPaths) {
   WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"Path", L"");
   WriteRegString(HKEY_LOCAL_MACHINE, kAppPathKey, nullptr, L"D:\\Tools\\QM\\Other.exe");
   EXPECT_EQ(ExistingInstallFolder(), L"");
-}
 
-// "AllUsers" exactly "B" is all users; anything else, or nothing, is the current user.
-TEST(ExistingInstallType, OnlyCapitalBMeansAllUsers) {
-  RegistryGuard guard;
+  // "AllUsers" exactly "B" is all users; anything else, or nothing, is the current user.
   EXPECT_EQ(ExistingInstallType(), 0);
-  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", L"B");
-  EXPECT_EQ(ExistingInstallType(), 1);
-  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", L"b");
-  EXPECT_EQ(ExistingInstallType(), 0);
-  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", L"A");
-  EXPECT_EQ(ExistingInstallType(), 0);
+  for (auto [value, type] : {std::pair{L"B", 1}, std::pair{L"b", 0}, std::pair{L"A", 0}}) {
+    WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", value);
+    EXPECT_EQ(ExistingInstallType(), type) << qmtest::Narrow(value);
+  }
 }
 
-// An older package asks with string 16 (installed version first), Yes/No with the question mark.
-TEST(ConfirmVersionChange, OlderVersionAsksWithBothVersions) {
-  MessageBoxRecorder boxes;
-  boxes.Answer(IDNO);
-  EXPECT_FALSE(ConfirmVersionChange(0, Quad(8, 6, 0, 0), Quad(8, 5, 3, 7)));
-  ASSERT_EQ(boxes.shown().size(), 1u);
-  EXPECT_EQ(boxes.shown()[0].text,
-            L"Quillmark v. 8.06.00.00 is already installed on this machine. You are trying to "
-            L"install an older version 8.05.03.07 .\n\nDo you still want to continue?");
-  EXPECT_EQ(boxes.shown()[0].style, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
-  boxes.Answer(IDYES);
-  EXPECT_TRUE(ConfirmVersionChange(0, Quad(8, 6, 0, 0), Quad(8, 5, 3, 7)));
+// The version prompt: string 16 for an older package (installed version first), string 17 for
+// the same one, only in wizard mode; a newer one (also by a part above 99 spilling over) goes on.
+TEST(ConfirmVersionChange, PromptsByVersionAndMode) {
+  const std::wstring older =
+      L"Quillmark v. 8.06.00.00 is already installed on this machine. You are trying to install an older "
+      L"version 8.05.03.07 .\n\nDo you still want to continue?";
+  const std::wstring same =
+      L"Quillmark ver. 8.05.03.00 is already installed on this machine.\n\nWould you like to run this setup "
+      L"again to select different options or repair the files?";
+  struct Case {
+    int mode;
+    VersionQuad installed, package;
+    int answer;
+    bool result;
+    std::wstring text;
+  } cases[] = {
+      {0, Quad(8, 6, 0, 0), Quad(8, 5, 3, 7), IDNO, false, older},
+      {0, Quad(8, 6, 0, 0), Quad(8, 5, 3, 7), IDYES, true, older},
+      {0, Quad(8, 5, 3, 0), Quad(8, 5, 3, 0), IDYES, true, same},
+      {0, Quad(8, 5, 3, 0), Quad(8, 5, 3, 0), IDCANCEL, false, same},
+      {0, Quad(8, 5, 3, 0), Quad(8, 5, 3, 1), 0, true, L""},
+      {0, Quad(0, 0, 0, 0), Quad(8, 4, 0, 0), 0, true, L""},
+      {0, Quad(8, 5, 0, 0), Quad(8, 4, 100, 1), 0, true, L""},
+      {1, Quad(8, 6, 0, 0), Quad(8, 4, 0, 0), 0, true, L""},
+      {2, Quad(8, 5, 3, 0), Quad(8, 5, 3, 0), 0, true, L""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << "mode " << c.mode << " package " << VersionNumber(c.package));
+    MessageBoxRecorder boxes;
+    if (c.answer) boxes.Answer(c.answer);
+    EXPECT_EQ(ConfirmVersionChange(c.mode, c.installed, c.package), c.result);
+    ASSERT_EQ(boxes.shown().size(), c.text.empty() ? 0u : 1u);
+    if (c.text.empty()) continue;
+    EXPECT_EQ(boxes.shown()[0].text, c.text);
+    EXPECT_EQ(boxes.shown()[0].style, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
+  }
 }
 
-// The same version asks with string 17 and the one version; only Yes goes on.
-TEST(ConfirmVersionChange, SameVersionAsksToRepair) {
-  MessageBoxRecorder boxes;
-  boxes.Answer(IDYES);
-  EXPECT_TRUE(ConfirmVersionChange(0, Quad(8, 5, 3, 0), Quad(8, 5, 3, 0)));
-  ASSERT_EQ(boxes.shown().size(), 1u);
-  EXPECT_EQ(boxes.shown()[0].text,
-            L"Quillmark ver. 8.05.03.00 is already installed on this machine.\n\nWould you like "
-            L"to run this setup again to select different options or repair the files?");
-  boxes.Answer(IDCANCEL);
-  EXPECT_FALSE(ConfirmVersionChange(0, Quad(8, 5, 3, 0), Quad(8, 5, 3, 0)));
-}
-
-// A newer package, or any unattended mode, goes on without a question.
-TEST(ConfirmVersionChange, NoQuestionWhenNewerOrUnattended) {
-  MessageBoxRecorder boxes;
-  EXPECT_TRUE(ConfirmVersionChange(0, Quad(8, 5, 3, 0), Quad(8, 5, 3, 1)));
-  EXPECT_TRUE(ConfirmVersionChange(0, Quad(0, 0, 0, 0), Quad(8, 4, 0, 0)));
-  EXPECT_TRUE(ConfirmVersionChange(1, Quad(8, 6, 0, 0), Quad(8, 4, 0, 0)));
-  EXPECT_TRUE(ConfirmVersionChange(2, Quad(8, 5, 3, 0), Quad(8, 5, 3, 0)));
-  EXPECT_TRUE(boxes.shown().empty());
-}
-
-// Versions compare as one number, so a part above 99 spills over: 8.4.100.0 counts as newer than 8.5.0.0.
-TEST(ConfirmVersionChange, PartsAbove99SpillOver) {
-  MessageBoxRecorder boxes;
-  EXPECT_TRUE(ConfirmVersionChange(0, Quad(8, 5, 0, 0), Quad(8, 4, 100, 1)));
-  EXPECT_TRUE(boxes.shown().empty());
-}
-
-// The group is taken from the last matching "Shell Link: " line, with its letter case; start-up and foreign links do not count.
+// The group comes from the last matching "Shell Link: " line, with its case; start-up, foreign and ungrouped links do not count.
 TEST(RecoverGroupFromLog, LastLinkInProgramsFolderWins) {
   TempDir dir;
   std::wstring log = dir / L"QmkUnInst.log";
@@ -156,17 +150,11 @@ TEST(RecoverGroupFromLog, LastLinkInProgramsFolderWins) {
             "shell link: C:\\Menu\\Programs\\lower\\Quillmark 8.lnk\r\n");
   EXPECT_EQ(RecoverGroupFromLog(log, L"C:\\Menu\\Programs", L"C:\\Menu\\Programs\\Startup", L"Quillmark 8"),
             L"Tools\\Capture");
-}
-
-// A link right in the programs folder leaves no group; a log without links keeps the given one.
-TEST(RecoverGroupFromLog, LinkWithoutGroupAndLogWithoutLinks) {
-  TempDir dir;
-  std::wstring log = dir / L"QmkUnInst.log";
+  // A link right in the programs folder leaves no group; a log without links keeps the given one.
   WriteText(log, "Shell Link: C:\\Menu\\Programs\\Quillmark 8.lnk\n");
   EXPECT_EQ(RecoverGroupFromLog(log, L"C:\\Menu\\Programs\\", L"C:\\Menu\\Startup", L"Quillmark 8"), L"");
   WriteText(log, "File Copy: Qmkview8.exe\nMade Dir: C:\\Menu\\Programs\\G\n");
-  EXPECT_EQ(RecoverGroupFromLog(log, L"C:\\Menu\\Programs", L"C:\\Menu\\Startup", L"Quillmark 8"),
-            L"Quillmark 8");
+  EXPECT_EQ(RecoverGroupFromLog(log, L"C:\\Menu\\Programs", L"C:\\Menu\\Startup", L"Keep"), L"Keep");
   EXPECT_EQ(RecoverGroupFromLog(dir / L"missing.log", L"C:\\Menu\\Programs", L"C:\\Menu\\Startup", L"Keep"),
             L"Keep");
 }
@@ -187,7 +175,7 @@ TEST(RecoverGroupName, JournalBeforeOldLogAndFoldersOfTheType) {
   EXPECT_EQ(RecoverGroupName(dir.path(), 2, L"Quillmark 8"), L"Quillmark 8");
 }
 
-// Auto-start is on when "Quillmark 8.lnk" lies in either start-up folder; the probe leaves no "h5t" file behind.
+// Auto-start is on when "Quillmark 8.lnk" lies in either start-up folder longer than four characters; no "h5t" probe file stays.
 TEST(DetectAutoStart, FindsTheStartupShortcut) {
   TempDir common(L"qm common startup"), user(L"qm user startup");
   EXPECT_EQ(DetectAutoStart(common.path(), user.path()), 0);
@@ -200,13 +188,10 @@ TEST(DetectAutoStart, FindsTheStartupShortcut) {
   EXPECT_EQ(DetectAutoStart(L"", user.path()), 0);
 
   WIN32_FIND_DATAW data;
-  HANDLE find = ::FindFirstFileW((common / L"h5t*").c_str(), &data);
-  EXPECT_EQ(find, INVALID_HANDLE_VALUE) << "probe file left: " << qmtest::Narrow(data.cFileName);
-  if (find != INVALID_HANDLE_VALUE) ::FindClose(find);
-}
+  UniqueFindHandle find(::FindFirstFileW((common / L"h5t*").c_str(), &data));
+  EXPECT_FALSE(find) << "probe file left: " << qmtest::Narrow(data.cFileName);
 
-// Folders of four characters or fewer are not looked at.
-TEST(DetectAutoStart, ShortFoldersAreIgnored) {
+  // Folders of four characters or fewer are not looked at.
   const std::wstring shortFolder = L"C:\\q";
   ASSERT_TRUE(::CreateDirectoryW(shortFolder.c_str(), nullptr) || qmtest::DirExists(shortFolder));
   WriteText(shortFolder + L"\\Quillmark 8.lnk", "link");
@@ -215,69 +200,36 @@ TEST(DetectAutoStart, ShortFoldersAreIgnored) {
   qmtest::RemoveTree(shortFolder);
 }
 
-// Over an existing installation the versions, the type, the group and auto-start are taken over.
-TEST(AdoptExistingInstallation, TakesOverTypeGroupAndAutoStart) {
-  RegistryGuard guard;
-  TempDir installed(L"qm installed"), package(L"qm package");
-  PlaceProduct(L"8.5.3.0", installed.path());
-  PlaceProduct(L"8.6.0.0", package.path());
-  std::wstring common = ShellFolderPath(CSIDL_COMMON_PROGRAMS);
-  WriteText(installed / L"QmkUnInst.log", JournalLink(common + L"\\Capture Tools\\Quillmark 8.lnk"));
-  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", L"B");
-  std::wstring userStartupLink = ShellFolderPath(CSIDL_STARTUP) + L"\\Quillmark 8.lnk";
-  ASSERT_FALSE(qmtest::FileExists(userStartupLink));
-  WriteText(userStartupLink, "link");
-
-  MessageBoxRecorder boxes;
-  InstallSettings settings;
-  settings.installMode = 0;
-  settings.installDir = installed.path();
-  settings.sourceDir = package.path();
-  settings.groupName = L"Quillmark 8";
-  EXPECT_TRUE(AdoptExistingInstallation(settings));
-  ::DeleteFileW(userStartupLink.c_str());
-
-  EXPECT_TRUE(boxes.shown().empty());
-  EXPECT_EQ(VersionNumber(settings.newVersion), VersionNumber(Quad(8, 6, 0, 0)));
-  EXPECT_EQ(settings.installType, 1);
-  EXPECT_EQ(settings.groupName, L"Capture Tools");
-  EXPECT_EQ(settings.autoStart, 1);
-}
-
-// A declined downgrade stops before anything else is taken over; a portable type stays portable.
-TEST(AdoptExistingInstallation, DeclinedDowngradeAndPortableType) {
+// Over an existing installation: a declined downgrade stops before anything is taken over;
+// otherwise the version, the type from AllUsers and the group from the journal are taken over
+// (a portable type and its group stay), and the shortcut search overrides "-autostart".
+TEST(AdoptExistingInstallation, TakesOverUnlessDeclinedOrPortable) {
   RegistryGuard guard;
   TempDir installed(L"qm installed"), package(L"qm package");
   PlaceProduct(L"8.6.0.0", installed.path());
   PlaceProduct(L"8.4.0.0", package.path());
+  WriteText(installed / L"QmkUnInst.log",
+            JournalLink(ShellFolderPath(CSIDL_COMMON_PROGRAMS) + L"\\Capture Tools\\Quillmark 8.lnk"));
   WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", L"B");
 
   MessageBoxRecorder boxes;
   boxes.Answer(IDNO);
-  InstallSettings settings;
-  settings.installMode = 0;
-  settings.installType = 0;
-  settings.autoStart = 1;
-  settings.installDir = installed.path();
-  settings.sourceDir = package.path();
-  EXPECT_FALSE(AdoptExistingInstallation(settings));
+  InstallSettings declined = Over(installed, package, 0, 0, 1);
+  EXPECT_FALSE(AdoptExistingInstallation(declined));
   ASSERT_EQ(boxes.shown().size(), 1u);
-  EXPECT_NE(boxes.shown()[0].text.find(L"8.06.00.00"), std::wstring::npos);
+  EXPECT_NE(boxes.shown()[0].text.find(L"v. 8.06.00.00"), std::wstring::npos);
   EXPECT_NE(boxes.shown()[0].text.find(L"older version 8.04.00.00"), std::wstring::npos);
-  EXPECT_EQ(settings.installType, 0);
-  EXPECT_EQ(settings.autoStart, 1);
+  EXPECT_EQ(std::tuple(declined.installType, declined.groupName, declined.autoStart), std::tuple(0, L"Quillmark 8", 1));
 
-  InstallSettings portable;
-  portable.installMode = 1;
-  portable.installType = 2;
-  portable.autoStart = 1;
-  portable.installDir = installed.path();
-  portable.sourceDir = package.path();
-  portable.groupName = L"Quillmark 8";
+  InstallSettings silent = Over(installed, package, 1, 0, 1);
+  EXPECT_TRUE(AdoptExistingInstallation(silent));
+  EXPECT_EQ(VersionNumber(silent.newVersion), VersionNumber(Quad(8, 4, 0, 0)));
+  EXPECT_EQ(std::tuple(silent.installType, silent.groupName, silent.autoStart), std::tuple(1, L"Capture Tools", 0));
+
+  InstallSettings portable = Over(installed, package, 1, 2, 1);
   EXPECT_TRUE(AdoptExistingInstallation(portable));
-  EXPECT_EQ(portable.installType, 2);
-  EXPECT_EQ(portable.groupName, L"Quillmark 8");
-  EXPECT_EQ(portable.autoStart, 0) << "the shortcut search overrides -autostart";
+  EXPECT_EQ(std::tuple(portable.installType, portable.groupName, portable.autoStart), std::tuple(2, L"Quillmark 8", 0));
+  EXPECT_EQ(boxes.shown().size(), 1u);
 }
 
 // A package is damaged without a versioned product or without its install script.
@@ -294,169 +246,32 @@ TEST(PackageIsDamaged, NeedsVersionAndScript) {
 }
 
 namespace {
-std::vector<std::wstring> events;
-HINSTANCE WINAPI FakeShellExecute(HWND, LPCWSTR verb, LPCWSTR file, LPCWSTR parameters, LPCWSTR,
-                                  INT show) {
-  events.push_back(std::wstring(L"shell ") + verb + L" " + file + L" " +
-                   (parameters ? parameters : L"-") + L" " + std::to_wstring(show));
-  return reinterpret_cast<HINSTANCE>(42);
-}
-void WINAPI FakeExitProcess(UINT code) { events.push_back(L"exit " + std::to_wstring(code)); }
-}  // namespace
-
-// The abort shows string 18 as an error, opens the home page, then ends the process with code 1.
-TEST(SetupDamagedAbort, MessageHomePageExit) {
-  events.clear();
-  SetMessageBoxResponder([](const std::wstring& text, UINT style) {
-    events.push_back(L"box " + std::to_wstring(style) + L" " + text);
-    return IDOK;
-  });
-  ShellExecuteFn savedShell = pShellExecuteW;
-  ExitProcessFn savedExit = pExitProcess;
-  pShellExecuteW = FakeShellExecute;
-  pExitProcess = FakeExitProcess;
-  SetupDamagedAbort();
-  pShellExecuteW = savedShell;
-  pExitProcess = savedExit;
-  SetMessageBoxResponder(nullptr);
-
-  ASSERT_EQ(events.size(), 3u);
-  EXPECT_EQ(events[0], L"box " + std::to_wstring(MB_OK | MB_ICONERROR) +
-                           L" This setup files are damaged, installation aborted.\n\nPlease download "
-                           L"the product again from " + kMakerHomePage + L" and re-try the setup.");
-  EXPECT_EQ(events[1], std::wstring(L"shell open ") + kMakerHomePage + L" - " + std::to_wstring(SW_SHOW));
-  EXPECT_EQ(events[2], L"exit 1");
-}
-
-namespace {
 std::vector<std::pair<UINT, DWORD>> exitWindowsCalls;
 BOOL WINAPI FakeExitWindows(UINT flags, DWORD reason) {
   exitWindowsCalls.emplace_back(flags, reason);
   return TRUE;
 }
-
-// Lines of the stand-in trace that contain word.
-std::vector<std::string> TraceLines(const std::wstring& trace, const std::string& word) {
-  std::vector<std::string> found;
-  std::string text = qmtest::ReadFileBytes(trace);
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t end = text.find('\n', start);
-    std::string line = text.substr(start, end == std::string::npos ? std::string::npos : end - start);
-    if (line.find(word) != std::string::npos) found.push_back(line);
-    if (end == std::string::npos) break;
-    start = end + 1;
-  }
-  return found;
-}
 }  // namespace
 
-// "-runafter" starts the installed product from its folder; without it nothing starts.
-TEST(RunAfterSetup, StartsTheProduct) {
-  TempDir installed(L"qm run after"), traceDir;
-  PlaceProduct(L"8.5.3.0", installed.path());
-  std::wstring trace = traceDir / L"trace.log";
-  ::SetEnvironmentVariableW(L"QM_TRACE_FILE", trace.c_str());
-  InstallSettings settings;
-  settings.installDir = installed.path();
-  RunAfterSetup(settings);
-  ::Sleep(1500);
-  EXPECT_TRUE(TraceLines(trace, "started").empty());
-
-  settings.runAfter = 1;
-  RunAfterSetup(settings);
-  std::vector<std::string> started;
-  for (int i = 0; i < 100 && started.empty(); ++i, ::Sleep(100)) started = TraceLines(trace, "started");
-  ::SetEnvironmentVariableW(L"QM_TRACE_FILE", nullptr);
-  ASSERT_EQ(started.size(), 1u);
-  EXPECT_NE(started[0].find(qmtest::Narrow(installed.path()) + "\\Qmkview8.exe"), std::string::npos)
-      << started[0];
-  DWORD pid = std::stoul(started[0]);
-  HANDLE process = ::OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, pid);
-  ASSERT_NE(process, nullptr);
-  ::TerminateProcess(process, 0);
-  ::WaitForSingleObject(process, 5000);
-  ::CloseHandle(process);
-}
-
-// With a pending restart "-runafter" restarts Windows instead of starting the product.
+// With a restart pending "-runafter" restarts Windows instead of starting the product (which
+// the end-to-end run checks; so does the damaged-package abort); without "-runafter" nothing happens.
 TEST(RunAfterSetup, RestartsWhenARestartIsPending) {
   TempDir installed(L"qm run after"), traceDir;
   PlaceProduct(L"8.5.3.0", installed.path());
   std::wstring trace = traceDir / L"trace.log";
   ::SetEnvironmentVariableW(L"QM_TRACE_FILE", trace.c_str());
+  ExitWindowsFn saved = std::exchange(pExitWindowsEx, FakeExitWindows);
   exitWindowsCalls.clear();
-  ExitWindowsFn saved = pExitWindowsEx;
-  pExitWindowsEx = FakeExitWindows;
   InstallSettings settings;
   settings.installDir = installed.path();
-  settings.runAfter = 1;
   settings.restartNeeded = 1;
+  RunAfterSetup(settings);
+  settings.runAfter = 1;
   RunAfterSetup(settings);
   pExitWindowsEx = saved;
   ::Sleep(1500);
   ::SetEnvironmentVariableW(L"QM_TRACE_FILE", nullptr);
+  EXPECT_EQ(qmtest::ReadFileBytes(trace).find("started"), std::string::npos);
   ASSERT_EQ(exitWindowsCalls.size(), 1u);
   EXPECT_TRUE(exitWindowsCalls[0].first & EWX_REBOOT);
-  EXPECT_TRUE(TraceLines(trace, "started").empty());
-}
-
-namespace {
-// Runs the whole entry with the process-wide settings fresh, and restores them.
-int RunEntry(const std::vector<std::wstring>& argv, int installMode) {
-  InstallSettings saved = installSettings;
-  installSettings = InstallSettings{};
-  installSettings.installMode = installMode;
-  int result = RunInstallModeEntry(argv);
-  installSettings = saved;
-  return result;
-}
-}  // namespace
-
-// The test program's folder is no package: the entry shows string 18, opens the home page and ends with code 1.
-TEST(RunInstallModeEntry, FolderWithoutPackageAborts) {
-  RegistryGuard guard;
-  events.clear();
-  SetMessageBoxResponder([](const std::wstring& text, UINT style) {
-    events.push_back(L"box " + std::to_wstring(style) + L" " + text.substr(0, 16));
-    return IDOK;
-  });
-  ShellExecuteFn savedShell = pShellExecuteW;
-  ExitProcessFn savedExit = pExitProcess;
-  pShellExecuteW = FakeShellExecute;
-  pExitProcess = FakeExitProcess;
-  int result = RunEntry({qmtest::BinDir() + L"\\setup.exe", L"-s"}, 1);
-  pShellExecuteW = savedShell;
-  pExitProcess = savedExit;
-  SetMessageBoxResponder(nullptr);
-
-  EXPECT_EQ(result, 1);
-  ASSERT_EQ(events.size(), 3u);
-  EXPECT_EQ(events[0], L"box " + std::to_wstring(MB_OK | MB_ICONERROR) + L" This setup files");
-  EXPECT_EQ(events[2], L"exit 1");
-  EXPECT_FALSE(RegKeyExists(HKEY_LOCAL_MACHINE, kVendorKey));
-}
-
-// Declining the version question ends the entry with 0 before the package is even checked.
-TEST(RunInstallModeEntry, DeclinedVersionQuestionEndsAtOnce) {
-  RegistryGuard guard;
-  TempDir installed(L"qm installed");
-  PlaceProduct(L"8.6.0.0", installed.path());
-  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"Path", installed.path().c_str());
-  MessageBoxRecorder boxes;
-  boxes.Answer(IDNO);
-  ShellExecuteFn savedShell = pShellExecuteW;
-  ExitProcessFn savedExit = pExitProcess;
-  pShellExecuteW = FakeShellExecute;
-  pExitProcess = FakeExitProcess;
-  events.clear();
-  int result = RunEntry({qmtest::BinDir() + L"\\setup.exe"}, 0);
-  pShellExecuteW = savedShell;
-  pExitProcess = savedExit;
-
-  EXPECT_EQ(result, 0);
-  ASSERT_EQ(boxes.shown().size(), 1u);
-  EXPECT_NE(boxes.shown()[0].text.find(L"older version 0.00.00.00"), std::wstring::npos);
-  EXPECT_TRUE(events.empty()) << "no damaged-package abort after a declined question";
-  EXPECT_EQ(ReadRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers"), L"");
 }

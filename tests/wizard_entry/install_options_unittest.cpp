@@ -1,118 +1,58 @@
 // The unattended options and the folder argument of the setup role.
 #include <gtest/gtest.h>
 
+#include <optional>
+
+#include "tests/support/test_support.h"
 #include "wizard/install_mode.h"
-
-namespace {
-
-std::vector<std::wstring> Args(std::initializer_list<const wchar_t*> rest) {
-  std::vector<std::wstring> argv{L"C:\\pkg\\setup.exe"};
-  for (const wchar_t* arg : rest) argv.emplace_back(arg);
-  return argv;
-}
-
-InstallSettings Fresh() { return InstallSettings{}; }
-
-}  // namespace
 
 // One trailing quote goes first, then one trailing backslash or slash; only one of each.
 TEST(CleanFolderArgument, RemovesOneQuoteThenOneSeparator) {
-  EXPECT_EQ(CleanFolderArgument(L"D:\\Apps\""), L"D:\\Apps");
-  EXPECT_EQ(CleanFolderArgument(L"D:\\Apps\\\""), L"D:\\Apps");
-  EXPECT_EQ(CleanFolderArgument(L"D:\\Apps\\\\"), L"D:\\Apps\\");
-  EXPECT_EQ(CleanFolderArgument(L"D:\\Apps/"), L"D:\\Apps");
-  EXPECT_EQ(CleanFolderArgument(L"D:\\Apps\"\""), L"D:\\Apps\"");
-  EXPECT_EQ(CleanFolderArgument(L"D:\\Apps"), L"D:\\Apps");
-  EXPECT_EQ(CleanFolderArgument(L"\""), L"");
-  EXPECT_EQ(CleanFolderArgument(L""), L"");
+  const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+      {L"D:\\Apps\"", L"D:\\Apps"},     {L"D:\\Apps\\\"", L"D:\\Apps"}, {L"D:\\Apps\\\\", L"D:\\Apps\\"},
+      {L"D:\\Apps/", L"D:\\Apps"},      {L"D:\\Apps\"\"", L"D:\\Apps\""}, {L"D:\\Apps", L"D:\\Apps"},
+      {L"\"", L""},                     {L"", L""},
+  };
+  for (auto [argument, cleaned] : cases) EXPECT_EQ(CleanFolderArgument(argument), cleaned) << qmtest::Narrow(argument);
 }
 
-// "-instport" makes the type portable and takes the cleaned folder behind it.
-TEST(ParseInstallOptions, InstportTakesFolderAndPortableType) {
-  InstallSettings settings = Fresh();
-  auto folder = ParseInstallOptions(Args({L"-instport", L"E:\\Portable\\\""}), settings);
-  ASSERT_TRUE(folder.has_value());
-  EXPECT_EQ(*folder, L"E:\\Portable");
-  EXPECT_EQ(settings.installType, 2);
-}
-
-// "-instdir" takes the folder and leaves the type alone.
-TEST(ParseInstallOptions, InstdirKeepsType) {
-  InstallSettings settings = Fresh();
-  auto folder = ParseInstallOptions(Args({L"-s", L"-instdir", L"D:\\Apps\""}), settings);
-  ASSERT_TRUE(folder.has_value());
-  EXPECT_EQ(*folder, L"D:\\Apps");
-  EXPECT_EQ(settings.installType, 1);
-}
-
-// A folder option as the last argument gives no folder; "-instport" still makes the type portable.
-TEST(ParseInstallOptions, FolderOptionAtTheEnd) {
-  InstallSettings settings = Fresh();
-  EXPECT_FALSE(ParseInstallOptions(Args({L"-instdir"}), settings).has_value());
-  EXPECT_EQ(settings.installType, 1);
-  EXPECT_FALSE(ParseInstallOptions(Args({L"-instport"}), settings).has_value());
-  EXPECT_EQ(settings.installType, 2);
-}
-
-// The "-inst" options are case-sensitive and exact; other "-inst..." words are ignored.
-TEST(ParseInstallOptions, InstOptionsAreCaseSensitive) {
-  InstallSettings settings = Fresh();
-  auto folder = ParseInstallOptions(
-      Args({L"-INSTPORT", L"E:\\x", L"-InstDir", L"F:\\y", L"-install", L"-instdirx", L"G:\\z"}),
-      settings);
-  EXPECT_FALSE(folder.has_value());
-  EXPECT_EQ(settings.installType, 1);
-}
-
-// The other options ignore case and set their field.
-TEST(ParseInstallOptions, OtherOptionsIgnoreCase) {
-  InstallSettings settings = Fresh();
-  ParseInstallOptions(Args({L"-RunAfter", L"-AUTOSTART", L"-NoDeskIco"}), settings);
-  EXPECT_EQ(settings.runAfter, 1);
-  EXPECT_EQ(settings.autoStart, 1);
-  EXPECT_EQ(settings.desktopIcon, 0);
-  EXPECT_EQ(settings.installType, 1);
-
-  InstallSettings untouched = Fresh();
-  ParseInstallOptions(Args({L"-runafterx", L"autostart", L"/nodeskico"}), untouched);
-  EXPECT_EQ(untouched.runAfter, 0);
-  EXPECT_EQ(untouched.autoStart, 0);
-  EXPECT_EQ(untouched.desktopIcon, 1);
-}
-
-// "-allusers" only turns a current-user type into all users.
-TEST(ParseInstallOptions, AllusersOnlyFromTypeZero) {
-  InstallSettings user = Fresh();
-  user.installType = 0;
-  ParseInstallOptions(Args({L"-ALLUSERS"}), user);
-  EXPECT_EQ(user.installType, 1);
-
-  InstallSettings portable = Fresh();
-  ParseInstallOptions(Args({L"-instport", L"E:\\p", L"-allusers"}), portable);
-  EXPECT_EQ(portable.installType, 2);
-}
-
-// The last folder wins, and a folder argument is examined as an option too.
-TEST(ParseInstallOptions, LastFolderWinsAndFoldersAreOptionsToo) {
-  InstallSettings settings = Fresh();
-  auto folder =
-      ParseInstallOptions(Args({L"-instdir", L"D:\\First", L"-instdir", L"-runafter"}), settings);
-  ASSERT_TRUE(folder.has_value());
-  EXPECT_EQ(*folder, L"-runafter");
-  EXPECT_EQ(settings.runAfter, 1);
-
-  InstallSettings chained = Fresh();
-  folder = ParseInstallOptions(Args({L"-instdir", L"-instport", L"E:\\Last\\"}), chained);
-  ASSERT_TRUE(folder.has_value());
-  EXPECT_EQ(*folder, L"E:\\Last");
-  EXPECT_EQ(chained.installType, 2);
-}
-
-// argv[0] is the program and never an option, even when it spells one.
-TEST(ParseInstallOptions, ProgramNameIsNotAnOption) {
-  InstallSettings settings = Fresh();
-  std::vector<std::wstring> argv{L"-runafter", L"-nodeskico"};
-  ParseInstallOptions(argv, settings);
+// Each option's effect on the folder, the install type and the flags: "-inst" options are
+// case-sensitive and take the next argument (itself still an option), the last folder wins,
+// the others ignore case, "-allusers" turns only type 0 into 1, argv[0] is never an option.
+TEST(ParseInstallOptions, OptionTable) {
+  struct Case {
+    std::vector<std::wstring> argv;
+    int typeBefore;
+    std::optional<std::wstring> folder;
+    int type, runAfter, autoStart, desktopIcon;
+  } cases[] = {
+      {{L"-instport", L"E:\\Portable\\\""}, 1, L"E:\\Portable", 2, 0, 0, 1},
+      {{L"-s", L"-instdir", L"D:\\Apps\""}, 1, L"D:\\Apps", 1, 0, 0, 1},
+      {{L"-instdir"}, 1, std::nullopt, 1, 0, 0, 1},
+      {{L"-instport"}, 1, std::nullopt, 2, 0, 0, 1},
+      {{L"-INSTPORT", L"E:\\x", L"-InstDir", L"F:\\y", L"-install", L"-instdirx", L"G:\\z"}, 1, std::nullopt, 1,
+       0, 0, 1},
+      {{L"-RunAfter", L"-AUTOSTART", L"-NoDeskIco"}, 1, std::nullopt, 1, 1, 1, 0},
+      {{L"-runafterx", L"autostart", L"/nodeskico"}, 1, std::nullopt, 1, 0, 0, 1},
+      {{L"-ALLUSERS"}, 0, std::nullopt, 1, 0, 0, 1},
+      {{L"-instport", L"E:\\p", L"-allusers"}, 0, L"E:\\p", 2, 0, 0, 1},
+      {{L"-instdir", L"D:\\First", L"-instdir", L"-runafter"}, 1, L"-runafter", 1, 1, 0, 1},
+      {{L"-instdir", L"-instport", L"E:\\Last\\"}, 1, L"E:\\Last", 2, 0, 0, 1},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.argv));
+    std::vector<std::wstring> argv{L"C:\\pkg\\setup.exe"};
+    argv.insert(argv.end(), c.argv.begin(), c.argv.end());
+    InstallSettings settings;
+    settings.installType = c.typeBefore;
+    EXPECT_EQ(ParseInstallOptions(argv, settings), c.folder);
+    EXPECT_EQ(settings.installType, c.type);
+    EXPECT_EQ(settings.runAfter, c.runAfter);
+    EXPECT_EQ(settings.autoStart, c.autoStart);
+    EXPECT_EQ(settings.desktopIcon, c.desktopIcon);
+  }
+  InstallSettings settings;
+  ParseInstallOptions({L"-runafter", L"-nodeskico"}, settings);
   EXPECT_EQ(settings.runAfter, 0);
   EXPECT_EQ(settings.desktopIcon, 0);
 }
