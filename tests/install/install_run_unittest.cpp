@@ -17,8 +17,9 @@ namespace {
 using qmtest::DirExists;
 using qmtest::FileExists;
 using qmtest::Narrow;
-
-constexpr wchar_t kVendor[] = L"SOFTWARE\\Lanternfold\\Quillmark 8";
+using qmtest::ReadFileBytes;
+using qmtest::WriteFileBytes;
+using qmtest::WriteLines;
 
 class InstallRunTest : public testing::Test {
  protected:
@@ -26,6 +27,7 @@ class InstallRunTest : public testing::Test {
     qmtest::DeleteProductRegistry();
     RemoveShortcuts();
     ::CreateDirectoryW(package_.c_str(), nullptr);
+    ::CreateDirectoryW(sfx_.c_str(), nullptr);
     InstallSettings& s = installSettings;
     s.installMode = 1;
     s.installType = 0;
@@ -36,154 +38,100 @@ class InstallRunTest : public testing::Test {
     s.groupName = L"QmEngine Run Group";
     s.defaultDirUsed = 1;
     s.newVersion = {8, 5, 3, 0};
-    s.sfxFolder.clear();
+    s.sfxFolder = sfx_;
     ::SetEnvironmentVariableW(L"QM_TRACE_FILE", trace_.c_str());
   }
   void TearDown() override {
     ::SetEnvironmentVariableW(L"QM_TRACE_FILE", nullptr);
-    WaitForStandins();
+    qmtest::WaitForTracedProcesses(trace_);
     qmtest::DeleteProductRegistry();
     RemoveShortcuts();
-    qmtest::ForgetPendingRenamesUnder(root_.path());
+    qmtest::ForgetPendingUnder(root_.path());
   }
   static void RemoveShortcuts() {
-    const std::wstring programs = ShellFolderPath(CSIDL_PROGRAMS);
     for (const wchar_t* group : {L"QmEngine Run Group", L"QmEngine Old Group", L"QmEngine New"})
-      qmtest::RemoveTree(programs + L"\\" + group);
+      qmtest::RemoveTree(ShellFolderPath(CSIDL_PROGRAMS) + L"\\" + group);
     ::DeleteFileW((ShellFolderPath(CSIDL_DESKTOP) + L"\\Quillmark 8.lnk").c_str());
   }
-  // Stand-ins started with -regonly end at once; their folder goes after them.
-  void WaitForStandins() {
-    std::string lines = qmtest::ReadFileBytes(trace_);
-    for (size_t at = 0; at < lines.size();) {
-      DWORD pid = std::strtoul(lines.c_str() + at, nullptr, 10);
-      UniqueHandle process(::OpenProcess(SYNCHRONIZE, FALSE, pid));
-      if (process) ::WaitForSingleObject(process.get(), 10000);
-      size_t end = lines.find('\n', at);
-      at = end == std::string::npos ? lines.size() : end + 1;
-    }
-  }
-  // Waits up to tenths / 10 seconds for the trace to name event.
-  std::string TraceWith(const std::string& event, int tenths = 100) {
-    std::string lines;
-    for (int i = 0; i < tenths && lines.find(event) == std::string::npos; ++i) {
-      ::Sleep(100);
-      lines = qmtest::ReadFileBytes(trace_);
-    }
-    return lines;
-  }
   std::vector<std::string> Journal() const { return qmtest::ReadLines(installDir_ + L"\\QmkUnInst.log"); }
-  void PutPackageFile(const std::wstring& name, const std::string& bytes) {
-    ASSERT_TRUE(qmtest::WriteFileBytes(package_ + L"\\" + name, bytes));
-  }
-  // Uses the stand-in product as the package's executable when it is built.
-  bool PutStandinProduct() {
-    const std::wstring standin = qmtest::BinDir() + L"\\standin-8.5.3.0\\Qmkview8.exe";
-    if (::CopyFileW(standin.c_str(), (package_ + L"\\Qmkview8.exe").c_str(), FALSE)) return true;
-    PutPackageFile(L"Qmkview8.exe", "program");
-    return false;
-  }
-  bool AnyRegistryEntry() const {
-    return RegKeyExists(HKEY_LOCAL_MACHINE, kVendor) ||
-           RegKeyExists(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Quillmark 8") ||
-           RegKeyExists(HKEY_LOCAL_MACHINE,
-                        L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Qmkview8.exe") ||
-           RegKeyExists(HKEY_CLASSES_ROOT, L"Quillmark.8") ||
-           RegKeyExists(HKEY_CLASSES_ROOT, L"Applications\\Qmkview8.exe") ||
-           !ReadRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Quillmark.8").empty();
+  void PutFiles(const std::wstring& folder, const std::vector<std::wstring>& names) {
+    for (const std::wstring& name : names) ASSERT_TRUE(WriteFileBytes(folder + L"\\" + name, Narrow(name)));
   }
 
   qmtest::SettingsRestorer restorer_;
   qmtest::TempDir root_{L"qm engine run"};
   std::wstring package_ = root_ / L"package";
+  std::wstring sfx_ = root_ / L"sfx";
   std::wstring installDir_ = root_ / L"Programs\\Quillmark 8";
   std::wstring trace_ = root_ / L"trace.log";
 };
 
-// A fresh current-user run: files, the journal (script, line end, group and
-// shortcuts), registry, imported settings and the product's -regonly start.
+// A fresh current-user run: files, prepared settings (only the product's),
+// the journal (a script without a final line break gets no empty line, then
+// group and shortcuts) and the registry.
 TEST_F(InstallRunTest, FreshCurrentUserInstall) {
-  const bool standin = PutStandinProduct();
-  PutPackageFile(L"Qmkview8Man.chm", "help");
-  const std::wstring sfx = root_ / L"sfx";
-  ::CreateDirectoryW(sfx.c_str(), nullptr);
-  ASSERT_TRUE(qmtest::WriteFileBytes(sfx + L"\\Qmkview8.ini", "[settings]"));
-  installSettings.sfxFolder = sfx;
-  // The package's script lacks a final line break.
-  ASSERT_TRUE(qmtest::WriteFileBytes(package_ + L"\\QmkUnInst.log",
-                                     "File Copy: Qmkview8.exe\r\nMake Dir: data\r\nFile Copy: Qmkview8Man.chm"));
+  PutFiles(package_, {L"Qmkview8.exe", L"Qmkview8Man.chm"});
+  PutFiles(sfx_, {L"Qmkview8.ini", L"other.ini"});
+  ASSERT_TRUE(WriteFileBytes(package_ + L"\\QmkUnInst.log",
+                             "File Copy: Qmkview8.exe\r\nMake Dir: data\r\nFile Copy: Qmkview8Man.chm"));
 
   EXPECT_EQ(RunInstall(), 0);
 
   EXPECT_TRUE(FileExists(installDir_ + L"\\Qmkview8.exe"));
   EXPECT_TRUE(FileExists(installDir_ + L"\\Qmkview8Man.chm"));
   EXPECT_TRUE(DirExists(installDir_ + L"\\data"));
-  EXPECT_EQ(qmtest::ReadFileBytes(installDir_ + L"\\Qmkview8.ini"), "[settings]");
-  const std::wstring group = ShellFolderPath(CSIDL_PROGRAMS) + L"\\QmEngine Run Group";
+  EXPECT_EQ(ReadFileBytes(installDir_ + L"\\Qmkview8.ini"), "Qmkview8.ini");
+  EXPECT_FALSE(FileExists(installDir_ + L"\\other.ini"));
+  const std::string group = Narrow(ShellFolderPath(CSIDL_PROGRAMS) + L"\\QmEngine Run Group");
   const std::wstring desktop = ShellFolderPath(CSIDL_DESKTOP) + L"\\Quillmark 8.lnk";
-  EXPECT_TRUE(FileExists(group + L"\\Quillmark 8.lnk"));
   EXPECT_TRUE(FileExists(desktop));
-  EXPECT_EQ(Journal(), (std::vector<std::string>{
-                           "File Copy: Qmkview8.exe", "Make Dir: data", "File Copy: Qmkview8Man.chm",
-                           "Made Dir: " + Narrow(group), "Shell Link: " + Narrow(group) + "\\Quillmark 8.lnk",
-                           "Shell Link: " + Narrow(group) + "\\Quillmark 8 Help.lnk",
-                           "Shell Link: " + Narrow(desktop)}));
-  EXPECT_EQ(ReadRegString(HKEY_LOCAL_MACHINE, kVendor, L"Path"), installDir_);
-  EXPECT_EQ(ReadRegString(HKEY_LOCAL_MACHINE, kVendor, L"AllUsers"), L"A");
-  if (!standin) GTEST_SKIP() << "stand-in product not built: -regonly not checked";
-  std::string trace = TraceWith("regonly");
-  EXPECT_NE(trace.find("regonly " + Narrow(installDir_) + "\\Qmkview8.exe"), std::string::npos) << trace;
+  EXPECT_EQ(Journal(), (std::vector<std::string>{"File Copy: Qmkview8.exe", "Make Dir: data",
+                                                 "File Copy: Qmkview8Man.chm", "Made Dir: " + group,
+                                                 "Shell Link: " + group + "\\Quillmark 8.lnk",
+                                                 "Shell Link: " + group + "\\Quillmark 8 Help.lnk",
+                                                 "Shell Link: " + Narrow(desktop)}));
+  EXPECT_EQ(ReadRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold\\Quillmark 8", L"Path"), installDir_);
+  EXPECT_EQ(ReadRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold\\Quillmark 8", L"AllUsers"), L"A");
 }
 
-// A package script that ends with a line break leaves one empty line before
-// setup's own entries.
-TEST_F(InstallRunTest, JournalGetsOneEmptyLineAfterScript) {
-  PutPackageFile(L"Qmkview8.exe", "program");
-  installSettings.desktopIcon = 0;
-  ASSERT_TRUE(qmtest::WriteLines(package_ + L"\\QmkUnInst.log", {"File Copy: Qmkview8.exe"}));
-  RunInstall();
-  const std::wstring group = ShellFolderPath(CSIDL_PROGRAMS) + L"\\QmEngine Run Group";
-  std::vector<std::string> journal = Journal();
-  ASSERT_GE(journal.size(), 3u);
-  EXPECT_EQ(journal[0], "File Copy: Qmkview8.exe");
-  EXPECT_EQ(journal[1], "");
-  EXPECT_EQ(journal[2], "Made Dir: " + Narrow(group));
-}
-
-// A portable run copies files and journal and imports settings, but makes no
-// shortcut, writes no registry value and does not start the product.
+// A portable run copies files and journal (one empty line after a script
+// ending in a line break) and imports settings, but makes no shortcut, writes
+// no registry value and does not start the product.
 TEST_F(InstallRunTest, PortableInstallTouchesNoSystemPlace) {
-  const bool standin = PutStandinProduct();
-  const std::wstring sfx = root_ / L"sfx";
-  ::CreateDirectoryW(sfx.c_str(), nullptr);
-  ASSERT_TRUE(qmtest::WriteFileBytes(sfx + L"\\Qmkview8.reg", "REGEDIT4"));
-  installSettings.sfxFolder = sfx;
+  const std::wstring standin = qmtest::BinDir() + L"\\standin-8.5.3.0\\Qmkview8.exe";
+  const bool real = ::CopyFileW(standin.c_str(), (package_ + L"\\Qmkview8.exe").c_str(), FALSE);
+  if (!real) PutFiles(package_, {L"Qmkview8.exe"});
+  PutFiles(sfx_, {L"Qmkview8.reg"});
   installSettings.installType = 2;
   installSettings.autoStart = 1;
-  ASSERT_TRUE(qmtest::WriteLines(package_ + L"\\QmkUnInst.log", {"File Copy: Qmkview8.exe"}));
+  ASSERT_TRUE(WriteLines(package_ + L"\\QmkUnInst.log", {"File Copy: Qmkview8.exe"}));
 
   EXPECT_EQ(RunInstall(), 0);
   EXPECT_TRUE(FileExists(installDir_ + L"\\Qmkview8.exe"));
-  EXPECT_EQ(qmtest::ReadFileBytes(installDir_ + L"\\Qmkview8.reg"), "REGEDIT4");
+  EXPECT_EQ(ReadFileBytes(installDir_ + L"\\Qmkview8.reg"), "Qmkview8.reg");
   EXPECT_EQ(Journal(), (std::vector<std::string>{"File Copy: Qmkview8.exe", ""}));
   EXPECT_FALSE(DirExists(ShellFolderPath(CSIDL_PROGRAMS) + L"\\QmEngine Run Group"));
-  EXPECT_FALSE(FileExists(ShellFolderPath(CSIDL_DESKTOP) + L"\\Quillmark 8.lnk"));
-  EXPECT_FALSE(FileExists(ShellFolderPath(CSIDL_STARTUP) + L"\\Quillmark 8.lnk"));
-  EXPECT_FALSE(AnyRegistryEntry());
-  if (!standin) GTEST_SKIP() << "stand-in product not built: -regonly not checked";
-  EXPECT_EQ(TraceWith("regonly", 20).find("regonly"), std::string::npos);
+  for (int csidl : {CSIDL_DESKTOP, CSIDL_STARTUP})
+    EXPECT_FALSE(FileExists(ShellFolderPath(csidl) + L"\\Quillmark 8.lnk"));
+  for (const wchar_t* key : {L"SOFTWARE\\Lanternfold\\Quillmark 8",
+                             L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Quillmark 8",
+                             L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Qmkview8.exe"})
+    EXPECT_FALSE(RegKeyExists(HKEY_LOCAL_MACHINE, key)) << Narrow(key);
+  EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, L"Quillmark.8"));
+  EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, L"Applications\\Qmkview8.exe"));
+  EXPECT_EQ(qmtest::GetString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Quillmark.8"),
+            L"<missing>");
+  if (!real) GTEST_SKIP() << "stand-in product not built: -regonly not checked";
+  EXPECT_EQ(qmtest::WaitForTrace(trace_, "regonly", 20).find("regonly"), std::string::npos);
 }
 
 // Reinstalling into the same folder with another group name: the old group
 // and shortcuts named by both old journals go first, the files that the new
-// script declares obsolete are deleted before the copy pass.
+// script's "File Del: " entries name are deleted before the copy pass.
 TEST_F(InstallRunTest, ReinstallReplacesGroupAndObsoleteFiles) {
-  PutPackageFile(L"Qmkview8.exe", "program one");
-  PutPackageFile(L"legacy.txt", "legacy");
-  PutPackageFile(L"stale.dat", "stale");
-  ASSERT_TRUE(qmtest::WriteLines(package_ + L"\\QmkUnInst.log",
-                                 {"File Copy: Qmkview8.exe", "File Copy: legacy.txt", "File Copy: stale.dat",
-                                  "Make Dir: data"}));
+  PutFiles(package_, {L"Qmkview8.exe", L"legacy.txt", L"stale.dat"});
+  ASSERT_TRUE(WriteLines(package_ + L"\\QmkUnInst.log", {"File Copy: Qmkview8.exe", "File Copy: legacy.txt",
+                                                          "File Copy: stale.dat", "Make Dir: data"}));
   installSettings.groupName = L"QmEngine Old Group";
   RunInstall();
   const std::wstring programs = ShellFolderPath(CSIDL_PROGRAMS);
@@ -191,16 +139,15 @@ TEST_F(InstallRunTest, ReinstallReplacesGroupAndObsoleteFiles) {
   ASSERT_TRUE(FileExists(installDir_ + L"\\legacy.txt"));
   // A journal of an earlier version names a shortcut of its own.
   const std::wstring olderLink = root_ / L"older version.lnk";
-  ASSERT_TRUE(qmtest::WriteFileBytes(olderLink, "link"));
-  ASSERT_TRUE(qmtest::WriteLines(installDir_ + L"\\install.log", {"Shell Link: " + Narrow(olderLink)}));
+  ASSERT_TRUE(WriteFileBytes(olderLink, "link"));
+  ASSERT_TRUE(WriteLines(installDir_ + L"\\install.log", {"Shell Link: " + Narrow(olderLink)}));
 
   const std::wstring package2 = root_ / L"package two";
   ::CreateDirectoryW(package2.c_str(), nullptr);
-  ASSERT_TRUE(qmtest::WriteFileBytes(package2 + L"\\Qmkview8.exe", "program two"));
-  ASSERT_TRUE(qmtest::WriteFileBytes(package2 + L"\\fresh.dat", "fresh"));
-  ASSERT_TRUE(qmtest::WriteLines(package2 + L"\\QmkUnInst.log",
-                                 {"File Del: legacy.txt | replaced by fresh.dat", "File Del: *.dat",
-                                  "File Copy: Qmkview8.exe", "File Copy: fresh.dat", "Make Dir: data"}));
+  PutFiles(package2, {L"Qmkview8.exe", L"fresh.dat"});
+  ASSERT_TRUE(WriteLines(package2 + L"\\QmkUnInst.log",
+                         {"File Del: legacy.txt | replaced by fresh.dat", "File Del: *.dat",
+                          "File Copy: Qmkview8.exe", "File Copy: fresh.dat", "Make Dir: data"}));
   installSettings.sourceDir = package2;
   installSettings.groupName = L"QmEngine New/Group";
   installSettings.defaultDirUsed = 0;
@@ -213,8 +160,7 @@ TEST_F(InstallRunTest, ReinstallReplacesGroupAndObsoleteFiles) {
   EXPECT_TRUE(FileExists(ShellFolderPath(CSIDL_DESKTOP) + L"\\Quillmark 8.lnk"));
   EXPECT_FALSE(FileExists(installDir_ + L"\\legacy.txt"));
   EXPECT_FALSE(FileExists(installDir_ + L"\\stale.dat"));
-  EXPECT_EQ(qmtest::ReadFileBytes(installDir_ + L"\\fresh.dat"), "fresh");
-  EXPECT_EQ(qmtest::ReadFileBytes(installDir_ + L"\\Qmkview8.exe"), "program two");
+  EXPECT_EQ(ReadFileBytes(installDir_ + L"\\fresh.dat"), "fresh.dat");
   EXPECT_TRUE(DirExists(installDir_ + L"\\data"));
   std::vector<std::string> madeDirs;
   for (const std::string& line : Journal())
@@ -225,21 +171,19 @@ TEST_F(InstallRunTest, ReinstallReplacesGroupAndObsoleteFiles) {
 // A fresh installation into the default folder leaves whatever an old journal
 // there names alone.
 TEST_F(InstallRunTest, DefaultFolderSkipsCleanup) {
-  PutPackageFile(L"Qmkview8.exe", "program");
-  PutPackageFile(L"kept.txt", "new");
-  ASSERT_TRUE(qmtest::WriteLines(package_ + L"\\QmkUnInst.log", {"File Del: kept.txt", "File Copy: Qmkview8.exe"}));
+  PutFiles(package_, {L"Qmkview8.exe", L"kept.txt"});
+  ASSERT_TRUE(WriteLines(package_ + L"\\QmkUnInst.log", {"File Del: kept.txt", "File Copy: Qmkview8.exe"}));
   ::CreateDirectoryW((root_ / L"Programs").c_str(), nullptr);
   ::CreateDirectoryW(installDir_.c_str(), nullptr);
   const std::wstring link = root_ / L"someone.lnk";
-  ASSERT_TRUE(qmtest::WriteFileBytes(link, "link"));
-  ASSERT_TRUE(qmtest::WriteFileBytes(installDir_ + L"\\kept.txt", "old"));
-  ASSERT_TRUE(qmtest::WriteLines(installDir_ + L"\\QmkUnInst.log", {"Shell Link: " + Narrow(link)}));
-  installSettings.defaultDirUsed = 1;
+  ASSERT_TRUE(WriteFileBytes(link, "link"));
+  ASSERT_TRUE(WriteFileBytes(installDir_ + L"\\kept.txt", "old"));
+  ASSERT_TRUE(WriteLines(installDir_ + L"\\QmkUnInst.log", {"Shell Link: " + Narrow(link)}));
   installSettings.desktopIcon = 0;
 
   RunInstall();
   EXPECT_TRUE(FileExists(link));
-  EXPECT_EQ(qmtest::ReadFileBytes(installDir_ + L"\\kept.txt"), "old");
+  EXPECT_EQ(ReadFileBytes(installDir_ + L"\\kept.txt"), "old");
 }
 
 }  // namespace

@@ -1,10 +1,9 @@
 #include "tests/install/install_test_util.h"
 
-#include <fstream>
+#include <algorithm>
 
 #include "app/product.h"
 #include "install/registration.h"
-#include "sys/platform.h"
 #include "tests/support/test_support.h"
 
 namespace qmtest {
@@ -14,52 +13,49 @@ namespace {
 constexpr wchar_t kSessionManagerKey[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
 constexpr wchar_t kPendingValue[] = L"PendingFileRenameOperations";
 
-std::wstring StripNtPrefix(std::wstring path) {
-  if (!path.empty() && path[0] == L'!') path.erase(0, 1);
-  if (path.rfind(L"\\??\\", 0) == 0) path.erase(0, 4);
-  return path;
+// Compared form of a path: no "\??\" or "!" prefix, '/' as '\', no doubled or
+// trailing '\', lower case.
+std::wstring Normalize(const std::wstring& path) {
+  std::wstring out;
+  size_t start = path.rfind(L"\\??\\", 1) <= 1 ? path.find(L"\\??\\") + 4 : 0;
+  for (wchar_t c : path.substr(start)) {
+    if (c == L'/') c = L'\\';
+    if (c != L'\\' || out.empty() || out.back() != L'\\') out += c;
+  }
+  while (out.size() > 3 && out.back() == L'\\') out.pop_back();
+  ::CharLowerBuffW(out.data(), static_cast<DWORD>(out.size()));
+  return out;
 }
 
-bool Under(const std::wstring& path, const std::wstring& folder) {
-  return !folder.empty() && path.size() >= folder.size() &&
-         ::_wcsnicmp(path.c_str(), folder.c_str(), folder.size()) == 0;
+bool IsUnder(const std::wstring& path, const std::wstring& folder) {
+  std::wstring p = Normalize(path), f = Normalize(folder);
+  return p.compare(0, f.size(), f) == 0 && (p.size() == f.size() || p[f.size()] == L'\\');
 }
 
+// The raw list, two strings an operation; empty strings are entries, so the
+// list is cut by its recorded size and the final terminator dropped.
 std::vector<std::wstring> RawPendingList() {
   std::vector<std::wstring> list;
-  HKEY key = nullptr;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionManagerKey, 0, KEY_READ, &key) != ERROR_SUCCESS)
+  UniqueRegKey key;
+  DWORD size = 0;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionManagerKey, 0, KEY_READ, key.put()) != ERROR_SUCCESS ||
+      ::RegQueryValueExW(key.get(), kPendingValue, nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS)
     return list;
-  UniqueRegKey owner(key);
-  DWORD size = 0, type = 0;
-  if (::RegQueryValueExW(key, kPendingValue, nullptr, &type, nullptr, &size) != ERROR_SUCCESS) return list;
   std::wstring data(size / sizeof(wchar_t) + 2, L'\0');
-  if (::RegQueryValueExW(key, kPendingValue, nullptr, &type, reinterpret_cast<BYTE*>(data.data()), &size) !=
-      ERROR_SUCCESS)
+  if (::RegQueryValueExW(key.get(), kPendingValue, nullptr, nullptr, reinterpret_cast<BYTE*>(data.data()),
+                         &size) != ERROR_SUCCESS)
     return list;
   data.resize(size / sizeof(wchar_t));
-  // Entries come in pairs; an empty target string is part of the data.
-  size_t at = 0;
-  while (at < data.size()) {
-    size_t end = data.find(L'\0', at);
-    if (end == std::wstring::npos) end = data.size();
-    list.push_back(data.substr(at, end - at));
-    at = end + 1;
+  for (size_t at = 0; at < data.size();) {
+    size_t nul = std::min(data.find(L'\0', at), data.size());
+    list.push_back(data.substr(at, nul - at));
+    at = nul + 1;
   }
-  // Drop the list terminator(s) that would otherwise pair up as an empty entry.
-  while (list.size() % 2 != 0 && !list.empty() && list.back().empty()) list.pop_back();
-  while (list.size() >= 2 && list[list.size() - 2].empty() && list.back().empty()) list.resize(list.size() - 2);
+  if (list.size() % 2 == 1 && list.back().empty()) list.pop_back();
   return list;
 }
 
 }  // namespace
-
-SettingsRestorer::SettingsRestorer() : settings_(installSettings), version_(windowsVersion) {}
-
-SettingsRestorer::~SettingsRestorer() {
-  installSettings = settings_;
-  windowsVersion = version_;
-}
 
 bool WriteLines(const std::wstring& path, const std::vector<std::string>& lines) {
   std::string bytes;
@@ -70,8 +66,7 @@ bool WriteLines(const std::wstring& path, const std::vector<std::string>& lines)
 std::vector<std::string> ReadLines(const std::wstring& path) {
   std::vector<std::string> lines;
   std::string bytes = ReadFileBytes(path);
-  size_t at = 0;
-  while (at < bytes.size()) {
+  for (size_t at = 0; at < bytes.size();) {
     size_t end = bytes.find('\n', at);
     if (end == std::string::npos) end = bytes.size();
     std::string line = bytes.substr(at, end - at);
@@ -82,45 +77,36 @@ std::vector<std::string> ReadLines(const std::wstring& path) {
   return lines;
 }
 
-std::vector<std::pair<std::wstring, std::wstring>> PendingRenames() {
-  std::vector<std::pair<std::wstring, std::wstring>> pairs;
+int FindPendingRename(const std::wstring& source, const std::wstring& target, size_t start) {
   std::vector<std::wstring> list = RawPendingList();
-  for (size_t i = 0; i + 1 < list.size(); i += 2)
-    pairs.emplace_back(StripNtPrefix(list[i]), StripNtPrefix(list[i + 1]));
-  return pairs;
+  for (size_t i = start * 2; i + 1 < list.size(); i += 2)
+    if (Normalize(list[i]) == Normalize(source) && Normalize(list[i + 1]) == Normalize(target))
+      return static_cast<int>(i / 2);
+  return -1;
 }
 
-void ForgetPendingRenamesUnder(const std::wstring& folder) {
+size_t PendingUnder(const std::wstring& folder) {
+  std::vector<std::wstring> list = RawPendingList();
+  size_t count = 0;
+  for (size_t i = 0; i + 1 < list.size(); i += 2) count += IsUnder(list[i], folder) ? 1 : 0;
+  return count;
+}
+
+void ForgetPendingUnder(const std::wstring& folder) {
   std::vector<std::wstring> list = RawPendingList();
   std::wstring kept;
-  bool changed = false;
-  for (size_t i = 0; i + 1 < list.size(); i += 2) {
-    if (Under(StripNtPrefix(list[i]), folder) || Under(StripNtPrefix(list[i + 1]), folder)) {
-      changed = true;
-      continue;
-    }
-    kept += list[i] + L'\0' + list[i + 1] + L'\0';
-  }
-  if (!changed) return;
-  HKEY key = nullptr;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionManagerKey, 0, KEY_SET_VALUE, &key) != ERROR_SUCCESS) return;
-  UniqueRegKey owner(key);
+  for (size_t i = 0; i + 1 < list.size(); i += 2)
+    if (!IsUnder(list[i], folder)) kept += list[i] + L'\0' + list[i + 1] + L'\0';
+  UniqueRegKey key;
+  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionManagerKey, 0, KEY_SET_VALUE, key.put()) != ERROR_SUCCESS)
+    return;
   if (kept.empty()) {
-    ::RegDeleteValueW(key, kPendingValue);
+    ::RegDeleteValueW(key.get(), kPendingValue);
     return;
   }
   kept += L'\0';
-  ::RegSetValueExW(key, kPendingValue, 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(kept.data()),
+  ::RegSetValueExW(key.get(), kPendingValue, 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(kept.data()),
                    static_cast<DWORD>(kept.size() * sizeof(wchar_t)));
-}
-
-int FindPendingRename(const std::wstring& source, const std::wstring& target, size_t start) {
-  auto pairs = PendingRenames();
-  for (size_t i = start; i < pairs.size(); ++i)
-    if (::_wcsicmp(pairs[i].first.c_str(), source.c_str()) == 0 &&
-        ::_wcsicmp(pairs[i].second.c_str(), target.c_str()) == 0)
-      return static_cast<int>(i);
-  return -1;
 }
 
 UniqueFileHandle HoldFile(const std::wstring& path, DWORD share) {
@@ -128,8 +114,7 @@ UniqueFileHandle HoldFile(const std::wstring& path, DWORD share) {
       ::CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
-ImageHold::ImageHold(const std::wstring& path)
-    : file_(HoldFile(path, FILE_SHARE_READ | FILE_SHARE_DELETE)) {
+ImageHold::ImageHold(const std::wstring& path) : file_(HoldFile(path, FILE_SHARE_READ | FILE_SHARE_DELETE)) {
   if (!file_) return;
   mapping_.reset(::CreateFileMappingW(file_.get(), nullptr, PAGE_READONLY | SEC_IMAGE, 0, 0, nullptr));
   if (mapping_) view_ = ::MapViewOfFile(mapping_.get(), FILE_MAP_READ, 0, 0, 0);
@@ -140,29 +125,22 @@ ImageHold::~ImageHold() {
 }
 
 void DeleteProductRegistry() {
-  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kVendorKey);
-  ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, kVendorKey);
-  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kUninstallKey);
-  ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, kUninstallKey);
-  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kAppPathKey);
-  ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, kAppPathKey);
+  for (const wchar_t* key : {kVendorKey, kUninstallKey, kAppPathKey}) DropKey(HKEY_LOCAL_MACHINE, key);
   ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kRegisteredApplicationsKey, kProgId);
-  ::RegDeleteTreeW(HKEY_CLASSES_ROOT, kProgId);
-  ::RegDeleteKeyW(HKEY_CLASSES_ROOT, kProgId);
-  ::RegDeleteTreeW(HKEY_CLASSES_ROOT, kApplicationsTarget);
-  ::RegDeleteKeyW(HKEY_CLASSES_ROOT, kApplicationsTarget);
+  DropKey(HKEY_CLASSES_ROOT, kProgId);
+  DropKey(HKEY_CLASSES_ROOT, kApplicationsTarget);
   // The maker's key goes when the product was its only child.
   ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold");
 }
 
 RegValue ReadRegValue(HKEY root, const wchar_t* subkey, const wchar_t* name) {
   RegValue value;
-  HKEY key = nullptr;
-  if (::RegOpenKeyExW(root, subkey, 0, KEY_READ, &key) != ERROR_SUCCESS) return value;
-  UniqueRegKey owner(key);
+  UniqueRegKey key;
   BYTE data[2048] = {};
   DWORD size = sizeof data - 2, type = 0;
-  if (::RegQueryValueExW(key, name, nullptr, &type, data, &size) != ERROR_SUCCESS) return value;
+  if (::RegOpenKeyExW(root, subkey, 0, KEY_READ, key.put()) != ERROR_SUCCESS ||
+      ::RegQueryValueExW(key.get(), name, nullptr, &type, data, &size) != ERROR_SUCCESS)
+    return value;
   value.type = type;
   value.size = size;
   if (type == REG_DWORD && size == 4) {
@@ -172,6 +150,53 @@ RegValue ReadRegValue(HKEY root, const wchar_t* subkey, const wchar_t* name) {
     if (!value.text.empty() && value.text.back() == L'\0') value.text.pop_back();
   }
   return value;
+}
+
+std::wstring GetString(HKEY root, const std::wstring& path, const wchar_t* name) {
+  RegValue value = ReadRegValue(root, path.c_str(), name);
+  return value.type == 0 ? L"<missing>" : value.text;
+}
+
+bool MakeKey(HKEY root, const std::wstring& path, REGSAM view) {
+  UniqueRegKey key;
+  const wchar_t value[] = L"x";
+  return ::RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | view, nullptr, key.put(),
+                           nullptr) == ERROR_SUCCESS &&
+         ::RegSetValueExW(key.get(), L"v", 0, REG_SZ, reinterpret_cast<const BYTE*>(value), sizeof value) ==
+             ERROR_SUCCESS;
+}
+
+bool KeyExists(HKEY root, const std::wstring& path, REGSAM view) {
+  UniqueRegKey key;
+  return ::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ | view, key.put()) == ERROR_SUCCESS;
+}
+
+void DropKey(HKEY root, const std::wstring& path, REGSAM view) {
+  {
+    UniqueRegKey key;
+    if (::RegOpenKeyExW(root, path.c_str(), 0, KEY_ALL_ACCESS | view, key.put()) != ERROR_SUCCESS) return;
+    ::RegDeleteTreeW(key.get(), nullptr);
+  }
+  ::RegDeleteKeyExW(root, path.c_str(), view, 0);
+}
+
+std::string WaitForTrace(const std::wstring& trace, const std::string& text, int tenths) {
+  std::string lines = ReadFileBytes(trace);
+  for (int i = 0; i < tenths && lines.find(text) == std::string::npos; ++i) {
+    ::Sleep(100);
+    lines = ReadFileBytes(trace);
+  }
+  return lines;
+}
+
+void WaitForTracedProcesses(const std::wstring& trace) {
+  std::string lines = ReadFileBytes(trace);
+  for (size_t at = 0; at < lines.size();) {
+    UniqueHandle process(::OpenProcess(SYNCHRONIZE, FALSE, std::strtoul(lines.c_str() + at, nullptr, 10)));
+    if (process) ::WaitForSingleObject(process.get(), 10000);
+    size_t end = lines.find('\n', at);
+    at = end == std::string::npos ? lines.size() : end + 1;
+  }
 }
 
 }  // namespace qmtest

@@ -1,12 +1,13 @@
-// Helpers of the installer engine's tests: settings that come back after a
-// test, package scripts, pending restart operations and product registry keys.
+// Helpers of the installer and removal tests: settings that come back after a
+// test, 8-bit text lines, pending restart operations, held files, registry
+// probes and the trace of the stand-in programs.
 #pragma once
 #include <windows.h>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "app/settings.h"
+#include "sys/platform.h"
 #include "sys/handles.h"
 
 namespace qmtest {
@@ -14,12 +15,14 @@ namespace qmtest {
 // Puts installSettings and the Windows version record back on destruction.
 class SettingsRestorer {
  public:
-  SettingsRestorer();
-  ~SettingsRestorer();
+  ~SettingsRestorer() {
+    installSettings = settings_;
+    windowsVersion = version_;
+  }
 
  private:
-  InstallSettings settings_;
-  OSVERSIONINFOEXW version_;
+  InstallSettings settings_ = installSettings;
+  OSVERSIONINFOEXW version_ = windowsVersion;
 };
 
 // Writes lines as 8-bit text, each ended by CR LF.
@@ -27,15 +30,14 @@ bool WriteLines(const std::wstring& path, const std::vector<std::string>& lines)
 // The lines of an 8-bit text file, line ends removed.
 std::vector<std::string> ReadLines(const std::wstring& path);
 
-// PendingFileRenameOperations as (source, target) pairs with the "\??\"
-// prefixes removed; target is empty for a deletion.
-std::vector<std::pair<std::wstring, std::wstring>> PendingRenames();
-// Drops every pending operation whose source or target lies under folder
-// (case-insensitive), so tests leave no restart work behind.
-void ForgetPendingRenamesUnder(const std::wstring& folder);
-// Index of the first pending operation (source, target) at or after start, or
-// -1. Names compare case-insensitively.
+// Index of the first PendingFileRenameOperations entry (source, target; an
+// empty target for a deletion) at or after start, or -1. Paths compare without
+// case, '/' as '\', doubled and trailing '\' ignored.
 int FindPendingRename(const std::wstring& source, const std::wstring& target, size_t start = 0);
+// Number of pending operations whose source lies at or below folder.
+size_t PendingUnder(const std::wstring& folder);
+// Drops those operations, so tests leave no restart work behind.
+void ForgetPendingUnder(const std::wstring& folder);
 
 // Opens path for reading with the given share mode (held until the handle goes).
 UniqueFileHandle HoldFile(const std::wstring& path, DWORD share);
@@ -64,5 +66,17 @@ struct RegValue {
   DWORD number = 0;
 };
 RegValue ReadRegValue(HKEY root, const wchar_t* subkey, const wchar_t* name);
+// The text of a value, or "<missing>".
+std::wstring GetString(HKEY root, const std::wstring& path, const wchar_t* name);
+// Creates root\path (in the given registry view) with one string value "v".
+bool MakeKey(HKEY root, const std::wstring& path, REGSAM view = 0);
+bool KeyExists(HKEY root, const std::wstring& path, REGSAM view = 0);
+// Removes root\path with everything below it; no error when missing.
+void DropKey(HKEY root, const std::wstring& path, REGSAM view = 0);
+
+// Waits up to tenths / 10 seconds for the trace file to hold text; returns the trace.
+std::string WaitForTrace(const std::wstring& trace, const std::string& text, int tenths = 100);
+// Waits (10 seconds at most each) for the processes whose ids begin the trace's lines.
+void WaitForTracedProcesses(const std::wstring& trace);
 
 }  // namespace qmtest

@@ -19,27 +19,27 @@ std::wstring Folder() {
 // operations; the lock ends with this process.
 TEST(RestartReplace, Phase1QueuesReplacement) {
   qmtest::SettingsRestorer restorer;
-  const std::wstring folder = Folder();
+  const std::wstring folder = Folder(), target = folder + L"\\Qmkview8.exe";
   qmtest::RemoveTree(folder);
   ASSERT_TRUE(::CreateDirectoryW(folder.c_str(), nullptr));
   ASSERT_TRUE(::CreateDirectoryW((folder + L"\\package").c_str(), nullptr));
   ASSERT_TRUE(qmtest::WriteFileBytes(folder + L"\\package\\Qmkview8.exe", "version two"));
-  ASSERT_TRUE(qmtest::WriteFileBytes(folder + L"\\Qmkview8.exe", "version one"));
-  UniqueFileHandle lock = qmtest::HoldFile(folder + L"\\Qmkview8.exe", FILE_SHARE_READ);
+  ASSERT_TRUE(qmtest::WriteFileBytes(target, "version one"));
+  UniqueFileHandle lock = qmtest::HoldFile(target, FILE_SHARE_READ);
   ASSERT_TRUE(lock);
 
   EXPECT_EQ(InstallOneFile(L"Qmkview8.exe", folder + L"\\package", folder, nullptr), 0);
   EXPECT_EQ(installSettings.restartNeeded, 1);
-  EXPECT_GE(qmtest::FindPendingRename(folder + L"\\Qmkview8.exe.new", folder + L"\\Qmkview8.exe"), 0);
+  EXPECT_GE(qmtest::FindPendingRename(target + L".new", target), 0);
 }
 
 // After the restart the new content is in place and nothing is pending for it.
 TEST(RestartReplace, Phase2FindsNewContent) {
-  const std::wstring folder = Folder();
-  EXPECT_EQ(qmtest::ReadFileBytes(folder + L"\\Qmkview8.exe"), "version two");
-  EXPECT_FALSE(qmtest::FileExists(folder + L"\\Qmkview8.exe.new"));
-  EXPECT_LT(qmtest::FindPendingRename(folder + L"\\Qmkview8.exe.new", folder + L"\\Qmkview8.exe"), 0);
-  qmtest::ForgetPendingRenamesUnder(folder);
+  const std::wstring folder = Folder(), target = folder + L"\\Qmkview8.exe";
+  EXPECT_EQ(qmtest::ReadFileBytes(target), "version two");
+  EXPECT_FALSE(qmtest::FileExists(target + L".new"));
+  EXPECT_EQ(qmtest::PendingUnder(folder), 0u);
+  qmtest::ForgetPendingUnder(folder);
   EXPECT_TRUE(qmtest::RemoveTree(folder));
 }
 

@@ -8,22 +8,22 @@
 
 #include "sys/platform.h"
 #include "sys/registry.h"
-#include "tests/uninstall/uninstall_test_support.h"
+#include "tests/install/install_test_util.h"
 
 namespace {
 
-using namespace uninstalltest;
+using qmtest::DropKey;
+using qmtest::GetString;
+using qmtest::KeyExists;
+using qmtest::MakeKey;
 
-constexpr wchar_t kMaker[] = L"QmTest Maker";
-constexpr wchar_t kProduct[] = L"QmTest Product";
-constexpr wchar_t kEntry[] = L"QmTest Entry";
-constexpr wchar_t kExe[] = L"QmTestView.exe";
 constexpr wchar_t kMakerKey[] = L"SOFTWARE\\QmTest Maker";
 constexpr wchar_t kProductKey[] = L"SOFTWARE\\QmTest Maker\\QmTest Product";
 constexpr wchar_t kApplicationKey[] = L"SOFTWARE\\Classes\\Applications\\QmTestView.exe";
-constexpr wchar_t kUninstallKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
-constexpr wchar_t kAppPathsKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths";
-constexpr wchar_t kHostsKey[] = L"SOFTWARE\\Mozilla\\NativeMessagingHosts";
+constexpr wchar_t kUninstallKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+constexpr wchar_t kAppPathKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\QmTestView.exe";
+constexpr wchar_t kRegistered[] = L"SOFTWARE\\RegisteredApplications";
+constexpr wchar_t kHostKey[] = L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\qmrkff";
 
 std::vector<std::wstring> Profiles() {
   std::vector<std::wstring> names;
@@ -32,51 +32,56 @@ std::vector<std::wstring> Profiles() {
   return names;
 }
 
-void RemoveEntries() { RemoveRegistryEntries(kMaker, kProduct, kEntry, kExe); }
+void RemoveEntries() { RemoveRegistryEntries(L"QmTest Maker", L"QmTest Product", L"QmTest Entry", L"QmTestView.exe"); }
+
+// The machine, the current user, and the machine's two views for the host key.
+struct HostPlace { HKEY root; REGSAM view; };
+const HostPlace kHostPlaces[] = {
+    {HKEY_LOCAL_MACHINE, KEY_WOW64_64KEY}, {HKEY_LOCAL_MACHINE, KEY_WOW64_32KEY}, {HKEY_CURRENT_USER, 0}};
 
 class RegistryCleanupTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    mozillaExisted_[0] = KeyExists(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Mozilla", KEY_WOW64_64KEY);
-    mozillaExisted_[1] = KeyExists(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Mozilla", KEY_WOW64_32KEY);
-    mozillaExisted_[2] = KeyExists(HKEY_CURRENT_USER, L"SOFTWARE\\Mozilla");
+    for (int i = 0; i < 3; ++i) mozillaExisted_[i] = KeyExists(kHostPlaces[i].root, L"SOFTWARE\\Mozilla", kHostPlaces[i].view);
   }
   void TearDown() override {
-    DropKey(HKEY_LOCAL_MACHINE, kMakerKey);
-    DropKey(HKEY_CURRENT_USER, kMakerKey);
+    for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) DropKey(root, kMakerKey);
     DropKey(HKEY_LOCAL_MACHINE, kApplicationKey);
     for (const std::wstring& profile : Profiles()) {
       DropKey(HKEY_USERS, profile + L"\\" + kMakerKey);
       DropKey(HKEY_USERS, profile + L"\\" + kApplicationKey);
     }
-    DropKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"\\" + kEntry);
-    DropKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"\\QmTest Nested");
-    DropKey(HKEY_LOCAL_MACHINE, std::wstring(kAppPathsKey) + L"\\" + kExe);
+    for (const wchar_t* entry : {L"QmTest Entry", L"QmTest Nested"})
+      DropKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + entry);
+    DropKey(HKEY_LOCAL_MACHINE, kAppPathKey);
     DropKey(HKEY_CLASSES_ROOT, L"QM8.Document");
     DropKey(HKEY_CLASSES_ROOT, L"Quillmark.8");
-    CKey registered;
-    if (registered.Open(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", KEY_ALL_ACCESS) == ERROR_SUCCESS) {
-      ::RegDeleteValueW(registered.get(), L"Quillmark.8");
-      ::RegDeleteValueW(registered.get(), L"QmTest Other");
+    for (const wchar_t* name : {L"Quillmark.8", L"QmTest Other"})
+      ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kRegistered, name);
+    for (int i = 0; i < 3; ++i) {
+      DropKey(kHostPlaces[i].root, kHostKey, kHostPlaces[i].view);
+      if (!mozillaExisted_[i]) DropKey(kHostPlaces[i].root, L"SOFTWARE\\Mozilla", kHostPlaces[i].view);
     }
-    const REGSAM views[] = {KEY_WOW64_64KEY, KEY_WOW64_32KEY};
-    for (int i = 0; i < 2; ++i) {
-      DropKey(HKEY_LOCAL_MACHINE, std::wstring(kHostsKey) + L"\\qmrkff", views[i]);
-      if (!mozillaExisted_[i]) DropKey(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Mozilla", views[i]);
-    }
-    DropKey(HKEY_CURRENT_USER, std::wstring(kHostsKey) + L"\\qmrkff");
-    if (!mozillaExisted_[2]) DropKey(HKEY_CURRENT_USER, L"SOFTWARE\\Mozilla");
   }
 
   bool mozillaExisted_[3] = {};
 };
 
-// The product key goes with its whole tree; the maker key stays while another product is in it.
+// The product key goes with its whole tree, for the machine, the user and every
+// profile under HKEY_USERS; the maker key stays while another product is in it
+// and goes once empty.
 TEST_F(RegistryCleanupTest, MakerKeyKeptOnlyWhileShared) {
+  std::vector<std::wstring> profiles = Profiles();
+  ASSERT_GE(profiles.size(), 2u);
   for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
     ASSERT_TRUE(MakeKey(root, std::wstring(kProductKey) + L"\\Settings\\Deeper"));
     ASSERT_TRUE(MakeKey(root, std::wstring(kProductKey) + L"\\Recent"));
   }
+  for (const std::wstring& profile : profiles) {
+    ASSERT_TRUE(MakeKey(HKEY_USERS, profile + L"\\" + kProductKey + L"\\Sub"));
+    ASSERT_TRUE(MakeKey(HKEY_USERS, profile + L"\\" + kApplicationKey + L"\\shell"));
+  }
+  ASSERT_TRUE(MakeKey(HKEY_USERS, profiles[0] + L"\\" + kMakerKey + L"\\Sibling"));
   ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kMakerKey) + L"\\Other Product"));
   ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kApplicationKey) + L"\\shell\\open\\command"));
   RemoveEntries();
@@ -84,76 +89,42 @@ TEST_F(RegistryCleanupTest, MakerKeyKeptOnlyWhileShared) {
   EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kMakerKey) + L"\\Other Product"));
   EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, kMakerKey));
   EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kApplicationKey));
+  for (size_t i = 0; i < profiles.size(); ++i) {
+    SCOPED_TRACE(std::string(profiles[i].begin(), profiles[i].end()));
+    EXPECT_FALSE(KeyExists(HKEY_USERS, profiles[i] + L"\\" + kProductKey));
+    EXPECT_FALSE(KeyExists(HKEY_USERS, profiles[i] + L"\\" + kApplicationKey));
+    EXPECT_EQ(KeyExists(HKEY_USERS, profiles[i] + L"\\" + kMakerKey), i == 0);
+  }
 
   DropKey(HKEY_LOCAL_MACHINE, std::wstring(kMakerKey) + L"\\Other Product");
   RemoveEntries();
   EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kMakerKey));
 }
 
-// Every profile under HKEY_USERS loses the product's keys.
-TEST_F(RegistryCleanupTest, EveryProfileIsCleaned) {
-  std::vector<std::wstring> profiles = Profiles();
-  ASSERT_GE(profiles.size(), 2u);
-  for (const std::wstring& profile : profiles) {
-    ASSERT_TRUE(MakeKey(HKEY_USERS, profile + L"\\" + kProductKey + L"\\Sub"));
-    ASSERT_TRUE(MakeKey(HKEY_USERS, profile + L"\\" + kApplicationKey + L"\\shell"));
-  }
-  ASSERT_TRUE(MakeKey(HKEY_USERS, profiles[0] + L"\\" + kMakerKey + L"\\Sibling"));
-  RemoveEntries();
-  for (const std::wstring& profile : profiles) {
-    SCOPED_TRACE(std::string(profile.begin(), profile.end()));
-    EXPECT_FALSE(KeyExists(HKEY_USERS, profile + L"\\" + kProductKey));
-    EXPECT_FALSE(KeyExists(HKEY_USERS, profile + L"\\" + kApplicationKey));
-  }
-  EXPECT_TRUE(KeyExists(HKEY_USERS, profiles[0] + L"\\" + kMakerKey + L"\\Sibling"));
-  for (size_t i = 1; i < profiles.size(); ++i)
-    EXPECT_FALSE(KeyExists(HKEY_USERS, profiles[i] + L"\\" + kMakerKey));
-}
-
-// Identifiers, uninstall entry (plain delete), App Paths, registered application and the
-// native-messaging host in the 64-bit view on 64-bit Windows.
+// Identifiers, uninstall entry (a plain delete), App Paths, registered
+// application and the native-messaging host, in the 64-bit view on a 64-bit
+// system (the 32-bit view is another key and stays).
 TEST_F(RegistryCleanupTest, MachineEntries) {
   ASSERT_TRUE(MakeKey(HKEY_CLASSES_ROOT, L"QM8.Document\\shell\\open\\command"));
   ASSERT_TRUE(MakeKey(HKEY_CLASSES_ROOT, L"Quillmark.8\\DefaultIcon"));
-  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"\\" + kEntry));
-  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"\\QmTest Nested\\Child"));
-  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kAppPathsKey) + L"\\" + kExe + L"\\Sub"));
-  ASSERT_TRUE(SetString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Quillmark.8", L"x"));
-  ASSERT_TRUE(SetString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"QmTest Other", L"y"));
-  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kHostsKey) + L"\\qmrkff\\sub", KEY_WOW64_64KEY));
-  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kHostsKey) + L"\\qmrkff", KEY_WOW64_32KEY));
-  ASSERT_TRUE(MakeKey(HKEY_CURRENT_USER, std::wstring(kHostsKey) + L"\\qmrkff\\sub"));
+  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"QmTest Entry"));
+  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"QmTest Nested\\Child"));
+  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kAppPathKey) + L"\\Sub"));
+  ASSERT_TRUE(WriteRegString(HKEY_LOCAL_MACHINE, kRegistered, L"Quillmark.8", L"x"));
+  ASSERT_TRUE(WriteRegString(HKEY_LOCAL_MACHINE, kRegistered, L"QmTest Other", L"y"));
+  for (const HostPlace& place : kHostPlaces) ASSERT_TRUE(MakeKey(place.root, std::wstring(kHostKey) + L"\\sub", place.view));
 
   RemoveEntries();
   EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"QM8.Document"));
   EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"Quillmark.8"));
-  EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"\\" + kEntry));
-  EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kAppPathsKey) + L"\\" + kExe));
-  EXPECT_EQ(GetString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Quillmark.8"), L"<missing>");
-  EXPECT_EQ(GetString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"QmTest Other"), L"y");
-  EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kHostsKey) + L"\\qmrkff", KEY_WOW64_64KEY));
-  EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, std::wstring(kHostsKey) + L"\\qmrkff"));
-  // An uninstall entry with a sub-key survives the plain delete.
-  EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"\\QmTest Nested"));
-  // The 32-bit view is a different key: left alone.
-  EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kHostsKey) + L"\\qmrkff", KEY_WOW64_32KEY));
-}
-
-// DeleteKeyTree takes every level and sibling; DeleteKeyIfLeaf keeps a key with a sub-key.
-TEST_F(RegistryCleanupTest, KeyHelpers) {
-  std::wstring base = std::wstring(kMakerKey) + L"\\Tree";
-  for (const wchar_t* path : {L"\\a\\a1\\a11", L"\\a\\a2", L"\\b", L"\\c\\c1", L"\\c\\c2\\c21"})
-    ASSERT_TRUE(MakeKey(HKEY_CURRENT_USER, base + path));
-  EXPECT_TRUE(DeleteKeyTree(HKEY_CURRENT_USER, base.c_str()));
-  EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, base));
-  EXPECT_FALSE(DeleteKeyTree(HKEY_CURRENT_USER, base.c_str()));
-
-  ASSERT_TRUE(MakeKey(HKEY_CURRENT_USER, std::wstring(kMakerKey) + L"\\Parent\\Child"));
-  DeleteKeyIfLeaf(HKEY_CURRENT_USER, (std::wstring(kMakerKey) + L"\\Parent").c_str());
-  EXPECT_TRUE(KeyExists(HKEY_CURRENT_USER, std::wstring(kMakerKey) + L"\\Parent\\Child"));
-  DeleteKeyIfLeaf(HKEY_CURRENT_USER, (std::wstring(kMakerKey) + L"\\Parent\\Child").c_str());
-  EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, std::wstring(kMakerKey) + L"\\Parent\\Child"));
-  EXPECT_TRUE(KeyExists(HKEY_CURRENT_USER, std::wstring(kMakerKey) + L"\\Parent"));
+  EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"QmTest Entry"));
+  EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"QmTest Nested"));
+  EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kAppPathKey));
+  EXPECT_EQ(GetString(HKEY_LOCAL_MACHINE, kRegistered, L"Quillmark.8"), L"<missing>");
+  EXPECT_EQ(GetString(HKEY_LOCAL_MACHINE, kRegistered, L"QmTest Other"), L"y");
+  EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kHostKey, KEY_WOW64_64KEY));
+  EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, kHostKey, KEY_WOW64_32KEY));
+  EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, kHostKey));
 }
 
 // ---------------------------------------------------------------------------
@@ -163,11 +134,16 @@ constexpr wchar_t kFileExts[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\
 const wchar_t* const kUsedExtensions[] = {L".bmp", L".gif", L".tif", L".png", L".jpg", L".dqm"};
 
 int noticeCount = 0;
-LONG lastNotice = 0;
-void WINAPI CountNotice(LONG eventId, UINT, LPCVOID, LPCVOID) {
-  ++noticeCount;
-  lastNotice = eventId;
+void WINAPI CountNotice(LONG eventId, UINT, LPCVOID, LPCVOID) { noticeCount += eventId == SHCNE_ASSOCCHANGED; }
+
+std::wstring Ext(const wchar_t* ext) { return std::wstring(kFileExts) + L"\\" + ext; }
+void Put(const wchar_t* ext, const wchar_t* name, const wchar_t* text) {
+  ASSERT_TRUE(WriteRegString(HKEY_CURRENT_USER, Ext(ext).c_str(), name, text));
 }
+void PutChoice(const wchar_t* ext, const wchar_t* progid) {
+  ASSERT_TRUE(WriteRegString(HKEY_CURRENT_USER, (Ext(ext) + L"\\UserChoice").c_str(), L"Progid", progid));
+}
+std::wstring Get(const wchar_t* ext, const wchar_t* name) { return GetString(HKEY_CURRENT_USER, Ext(ext), name); }
 
 class AssociationTest : public ::testing::Test {
  protected:
@@ -178,95 +154,69 @@ class AssociationTest : public ::testing::Test {
     noticeCount = 0;
     fileExtsExisted_ = KeyExists(HKEY_CURRENT_USER, kFileExts);
     for (const wchar_t* ext : kUsedExtensions)
-      if (KeyExists(HKEY_CURRENT_USER, std::wstring(kFileExts) + L"\\" + ext))
-        GTEST_SKIP() << "the prefix already has per-user associations";
-    ASSERT_TRUE(MakeKey(HKEY_CURRENT_USER, kFileExts));
+      if (KeyExists(HKEY_CURRENT_USER, Ext(ext))) GTEST_SKIP() << "the prefix already has per-user associations";
   }
   void TearDown() override {
     windowsVersion = savedVersion_;
     pShellChangeNotify = savedNotify_;
-    for (const wchar_t* ext : kUsedExtensions) DropKey(HKEY_CURRENT_USER, std::wstring(kFileExts) + L"\\" + ext);
+    for (const wchar_t* ext : kUsedExtensions) DropKey(HKEY_CURRENT_USER, Ext(ext));
     if (!fileExtsExisted_) DropKey(HKEY_CURRENT_USER, kFileExts);
   }
-  void PlayWindows(DWORD major, DWORD minor) {
-    windowsVersion.dwMajorVersion = major;
-    windowsVersion.dwMinorVersion = minor;
-  }
-  static std::wstring Ext(const wchar_t* ext) { return std::wstring(kFileExts) + L"\\" + ext; }
 
   OSVERSIONINFOEXW savedVersion_ = {};
   ShellChangeNotifyFn savedNotify_ = nullptr;
   bool fileExtsExisted_ = false;
 };
 
-// Below 6 the product's handlers go back to what it saved, or go; others keep theirs.
-TEST_F(AssociationTest, BeforeVersion6RestoresSavedHandlers) {
-  PlayWindows(5, 1);
-  SetString(HKEY_CURRENT_USER, Ext(L".gif"), L"Application", L"C:\\Program Files\\Quillmark 8\\Qmkview8.exe");
-  SetString(HKEY_CURRENT_USER, Ext(L".bmp"), L"Application", L"\"C:\\Q\\Qmkview8.exe\" \"%1\"");
-  SetString(HKEY_CURRENT_USER, Ext(L".bmp"), L"QmkviewOld", L"mspaint.exe");
-  SetString(HKEY_CURRENT_USER, Ext(L".tif"), L"Application", L"viewer.exe");
-  SetString(HKEY_CURRENT_USER, Ext(L".tif"), L"QmkviewOld", L"stale.exe");
-  SetString(HKEY_CURRENT_USER, Ext(L".png") + L"\\UserChoice", L"Progid", L"Applications\\Qmkview8.exe");
-  RestoreFileAssociations();
-  EXPECT_EQ(GetString(HKEY_CURRENT_USER, Ext(L".gif"), L"Application"), L"<missing>");
-  EXPECT_EQ(GetString(HKEY_CURRENT_USER, Ext(L".bmp"), L"Application"), L"mspaint.exe");
-  EXPECT_EQ(GetString(HKEY_CURRENT_USER, Ext(L".bmp"), L"QmkviewOld"), L"<missing>");
-  EXPECT_EQ(GetString(HKEY_CURRENT_USER, Ext(L".tif"), L"Application"), L"viewer.exe");
-  EXPECT_EQ(GetString(HKEY_CURRENT_USER, Ext(L".tif"), L"QmkviewOld"), L"<missing>");
-  EXPECT_TRUE(KeyExists(HKEY_CURRENT_USER, Ext(L".png") + L"\\UserChoice"));
-  EXPECT_EQ(noticeCount, 1);
-  EXPECT_EQ(lastNotice, SHCNE_ASSOCCHANGED);
-
-  // Nothing of the product's is left: no notice.
-  RestoreFileAssociations();
-  EXPECT_EQ(noticeCount, 1);
-}
-
-// Below 6, a type held by another program only loses "QmkviewOld" and causes no notice.
-TEST_F(AssociationTest, BeforeVersion6OtherProgramsNoNotice) {
-  PlayWindows(5, 1);
-  SetString(HKEY_CURRENT_USER, Ext(L".jpg"), L"Application", L"other.exe");
-  SetString(HKEY_CURRENT_USER, Ext(L".jpg"), L"QmkviewOld", L"older.exe");
-  RestoreFileAssociations();
-  EXPECT_EQ(GetString(HKEY_CURRENT_USER, Ext(L".jpg"), L"Application"), L"other.exe");
-  EXPECT_EQ(GetString(HKEY_CURRENT_USER, Ext(L".jpg"), L"QmkviewOld"), L"<missing>");
-  EXPECT_EQ(noticeCount, 0);
-}
-
-// From 6 on the product's user choice is removed; others' choices stay; "QmkviewOld" goes everywhere.
-TEST_F(AssociationTest, FromVersion6RemovesUserChoice) {
-  for (DWORD major : {6u, 10u}) {
-    SCOPED_TRACE(major);
-    PlayWindows(major, major == 6 ? 1 : 0);
+// Below 6 the product's handlers go back to what it saved, or go; from 6 on the
+// product's user choice goes instead. Other programs' types are untouched,
+// "QmkviewOld" goes everywhere, and the change notice comes only when the
+// product's association changed.
+TEST_F(AssociationTest, RestoreBySystemVersion) {
+  struct Case { DWORD major, minor; };
+  for (const Case& c : {Case{5, 1}, Case{6, 1}, Case{10, 0}}) {
+    SCOPED_TRACE(testing::Message() << c.major << "." << c.minor);
+    const bool vista = c.major >= 6;
+    windowsVersion.dwMajorVersion = c.major;
+    windowsVersion.dwMinorVersion = c.minor;
+    for (const wchar_t* ext : kUsedExtensions) DropKey(HKEY_CURRENT_USER, Ext(ext));
     noticeCount = 0;
-    SetString(HKEY_CURRENT_USER, Ext(L".png") + L"\\UserChoice", L"Progid", L"Applications\\Qmkview8.exe");
-    SetString(HKEY_CURRENT_USER, Ext(L".png"), L"QmkviewOld", L"pngview.exe");
-    SetString(HKEY_CURRENT_USER, Ext(L".jpg") + L"\\UserChoice", L"Progid", L"Applications\\Other.exe");
-    SetString(HKEY_CURRENT_USER, Ext(L".jpg"), L"QmkviewOld", L"x.exe");
-    SetString(HKEY_CURRENT_USER, Ext(L".gif"), L"Application", L"Qmkview8.exe");
+    Put(L".gif", L"Application", L"C:\\Program Files\\Quillmark 8\\Qmkview8.exe");
+    Put(L".bmp", L"Application", L"\"C:\\Q\\Qmkview8.exe\" \"%1\"");
+    Put(L".bmp", L"QmkviewOld", L"mspaint.exe");
+    Put(L".tif", L"Application", L"viewer.exe");
+    Put(L".tif", L"QmkviewOld", L"stale.exe");
+    PutChoice(L".png", L"Applications\\Qmkview8.exe");
+    Put(L".png", L"QmkviewOld", L"pngview.exe");
+    PutChoice(L".jpg", L"Applications\\Other.exe");
+
     RestoreFileAssociations();
-    EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, Ext(L".png") + L"\\UserChoice"));
-    EXPECT_EQ(GetString(HKEY_CURRENT_USER, Ext(L".png"), L"QmkviewOld"), L"<missing>");
+    EXPECT_EQ(Get(L".gif", L"Application"), vista ? L"C:\\Program Files\\Quillmark 8\\Qmkview8.exe" : L"<missing>");
+    EXPECT_EQ(Get(L".bmp", L"Application"), vista ? L"\"C:\\Q\\Qmkview8.exe\" \"%1\"" : L"mspaint.exe");
+    EXPECT_EQ(Get(L".tif", L"Application"), L"viewer.exe");
+    EXPECT_EQ(KeyExists(HKEY_CURRENT_USER, Ext(L".png") + L"\\UserChoice"), !vista);
     EXPECT_EQ(GetString(HKEY_CURRENT_USER, Ext(L".jpg") + L"\\UserChoice", L"Progid"), L"Applications\\Other.exe");
-    EXPECT_EQ(GetString(HKEY_CURRENT_USER, Ext(L".jpg"), L"QmkviewOld"), L"<missing>");
-    EXPECT_EQ(GetString(HKEY_CURRENT_USER, Ext(L".gif"), L"Application"), L"Qmkview8.exe");
+    for (const wchar_t* ext : {L".bmp", L".tif", L".png"}) EXPECT_EQ(Get(ext, L"QmkviewOld"), L"<missing>");
     EXPECT_EQ(noticeCount, 1);
+
+    // Nothing of the product's left, only another program's type with a saved value: no notice.
+    Put(L".jpg", L"Application", L"other.exe");
+    Put(L".jpg", L"QmkviewOld", L"older.exe");
     RestoreFileAssociations();
+    EXPECT_EQ(Get(L".jpg", L"Application"), L"other.exe");
+    EXPECT_EQ(Get(L".jpg", L"QmkviewOld"), L"<missing>");
     EXPECT_EQ(noticeCount, 1);
-    DropKey(HKEY_CURRENT_USER, Ext(L".jpg") + L"\\UserChoice");
   }
 }
 
 // Without the per-user key the classes root and its default values are used.
 TEST_F(AssociationTest, ClassesRootWhenNoPerUserKey) {
   if (fileExtsExisted_) GTEST_SKIP() << "the prefix has a per-user association key";
-  DropKey(HKEY_CURRENT_USER, kFileExts);
-  bool dqmExisted = KeyExists(HKEY_CLASSES_ROOT, L".dqm");
-  if (dqmExisted) GTEST_SKIP() << ".dqm is registered in this prefix";
-  PlayWindows(5, 1);
-  ASSERT_TRUE(SetString(HKEY_CLASSES_ROOT, L".dqm", nullptr, L"C:\\Q\\Qmkview8.exe"));
-  ASSERT_TRUE(SetString(HKEY_CLASSES_ROOT, L".dqm", L"QmkviewOld", L"QM8.Document"));
+  if (KeyExists(HKEY_CLASSES_ROOT, L".dqm")) GTEST_SKIP() << ".dqm is registered in this prefix";
+  windowsVersion.dwMajorVersion = 5;
+  windowsVersion.dwMinorVersion = 1;
+  ASSERT_TRUE(WriteRegString(HKEY_CLASSES_ROOT, L".dqm", nullptr, L"C:\\Q\\Qmkview8.exe"));
+  ASSERT_TRUE(WriteRegString(HKEY_CLASSES_ROOT, L".dqm", L"QmkviewOld", L"QM8.Document"));
   RestoreFileAssociations();
   EXPECT_EQ(GetString(HKEY_CLASSES_ROOT, L".dqm", nullptr), L"QM8.Document");
   EXPECT_EQ(GetString(HKEY_CLASSES_ROOT, L".dqm", L"QmkviewOld"), L"<missing>");
