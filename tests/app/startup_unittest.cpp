@@ -50,8 +50,8 @@ TEST(ScanOptions, ModesFolderAndRoleModes) {
   }
 }
 
-// The worker needs exactly "-delself" first and a path behind it; setup is
-// "-install" first in any case, or "setup.exe" in the lower-cased path.
+// The worker needs exactly "-delself" first and a path behind it; setup is "-install" first
+// ("-INSTALL" and "-DELSELF a b" are in the application's table), or "setup.exe" in the lower-cased path.
 TEST(ChooseSetupRole, WorkerInstallOptionOrFileName) {
   EXPECT_TRUE(IsRemovalWorkerStart({L"uni1.tmp", L"-delself", L"C:\\a b\\QmkUnInst.exe"}));
   EXPECT_TRUE(IsRemovalWorkerStart({L"uni1.tmp", L"-delself", L"x", L"-s"}));
@@ -61,11 +61,9 @@ TEST(ChooseSetupRole, WorkerInstallOptionOrFileName) {
   EXPECT_FALSE(IsRemovalWorkerStart({}));
 
   const std::wstring uninstaller = L"C:\\Program Files\\Quillmark 8\\QmkUnInst.exe";
-  EXPECT_TRUE(ChooseSetupRole({uninstaller, L"-INSTALL"}, uninstaller));
   EXPECT_FALSE(ChooseSetupRole({uninstaller, L"-s", L"-install"}, uninstaller));
   EXPECT_FALSE(ChooseSetupRole({uninstaller}, uninstaller));
   EXPECT_FALSE(ChooseSetupRole({uninstaller, L"-installx"}, uninstaller));
-  EXPECT_FALSE(ChooseSetupRole({uninstaller, L"-DELSELF", L"a", L"b"}, uninstaller));
   EXPECT_TRUE(ChooseSetupRole({L"x"}, L"D:\\Downloads\\Setup.EXE"));
   EXPECT_TRUE(ChooseSetupRole({L"x"}, L"D:\\Downloads\\qmk8setup.exe"));
   EXPECT_TRUE(ChooseSetupRole({L"x"}, L"D:\\setup.exe.d\\QmkUnInst.exe"));

@@ -15,69 +15,59 @@
 #include <cstdlib>
 #include <string>
 
+#include "sys/handles.h"
+
 namespace {
 
 void PrintLine(const std::wstring& text) {
-  int length = ::WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()),
-                                     nullptr, 0, nullptr, nullptr);
-  std::string bytes(static_cast<size_t>(length), '\0');
-  ::WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), bytes.data(),
-                        length, nullptr, nullptr);
+  std::string bytes(text.size() * 3, '\0');
+  bytes.resize(::WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), bytes.data(),
+                                     static_cast<int>(bytes.size()), nullptr, nullptr));
   std::printf("%s\n", bytes.c_str());
   std::fflush(stdout);
 }
 
-std::wstring WindowText(HWND window) {
-  wchar_t buffer[4096] = {};
-  ::GetWindowTextW(window, buffer, 4096);
-  return buffer;
-}
-
 int Answer(int button, DWORD timeoutMs) {
-  for (DWORD waited = 0; waited < timeoutMs; waited += 100) {
+  for (DWORD waited = 0; waited < timeoutMs; waited += 100, ::Sleep(100)) {
     HWND box = ::FindWindowW(L"#32770", L"Quillmark Setup");
-    if (box) {
-      // A message box keeps its text in the static control 0xFFFF.
-      HWND text = ::GetDlgItem(box, 0xFFFF);
-      PrintLine(text ? WindowText(text) : std::wstring());
-      ::PostMessageW(box, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), 0);
-      return 0;
-    }
-    ::Sleep(100);
+    if (!box) continue;
+    // A message box keeps its text in the static control 0xFFFF.
+    wchar_t text[4096] = {};
+    ::GetDlgItemTextW(box, 0xFFFF, text, 4096);
+    PrintLine(text);
+    ::PostMessageW(box, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), 0);
+    return 0;
   }
   return 1;
 }
 
 int Resolve(const wchar_t* linkPath) {
   if (FAILED(::CoInitialize(nullptr))) return 2;
-  IShellLinkW* link = nullptr;
-  IPersistFile* file = nullptr;
   int result = 1;
-  if (SUCCEEDED(::CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
-                                   reinterpret_cast<void**>(&link))) &&
-      SUCCEEDED(link->QueryInterface(IID_IPersistFile, reinterpret_cast<void**>(&file))) &&
-      SUCCEEDED(file->Load(linkPath, STGM_READ))) {
-    wchar_t target[MAX_PATH] = {}, folder[MAX_PATH] = {}, arguments[1024] = {};
-    link->GetPath(target, MAX_PATH, nullptr, SLGP_RAWPATH);
-    link->GetWorkingDirectory(folder, MAX_PATH);
-    link->GetArguments(arguments, 1024);
-    PrintLine(target);
-    PrintLine(folder);
-    PrintLine(arguments);
-    result = 0;
+  {
+    ComPtr<IShellLinkW> link;
+    ComPtr<IPersistFile> file;
+    if (SUCCEEDED(::CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
+                                     link.put_void())) &&
+        SUCCEEDED(link->QueryInterface(IID_IPersistFile, file.put_void())) &&
+        SUCCEEDED(file->Load(linkPath, STGM_READ))) {
+      wchar_t target[MAX_PATH] = {}, folder[MAX_PATH] = {}, arguments[1024] = {};
+      link->GetPath(target, MAX_PATH, nullptr, SLGP_RAWPATH);
+      link->GetWorkingDirectory(folder, MAX_PATH);
+      link->GetArguments(arguments, 1024);
+      for (const wchar_t* line : {target, folder, arguments}) PrintLine(line);
+      result = 0;
+    }
   }
-  if (file) file->Release();
-  if (link) link->Release();
   ::CoUninitialize();
   return result;
 }
 
 int Kill(DWORD pid) {
-  HANDLE process = ::OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, pid);
+  UniqueHandle process(::OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, pid));
   if (!process) return 1;
-  ::TerminateProcess(process, 0);
-  ::WaitForSingleObject(process, 5000);
-  ::CloseHandle(process);
+  ::TerminateProcess(process.get(), 0);
+  ::WaitForSingleObject(process.get(), 5000);
   return 0;
 }
 

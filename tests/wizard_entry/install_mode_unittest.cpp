@@ -135,8 +135,9 @@ TEST(ConfirmVersionChange, PromptsByVersionAndMode) {
   }
 }
 
-// The group comes from the last matching "Shell Link: " line, with its case; start-up, foreign and ungrouped links do not count.
-TEST(RecoverGroupFromLog, LastLinkInProgramsFolderWins) {
+// The group comes from the last matching "Shell Link: " line, with its case; start-up, foreign and
+// ungrouped links do not count; the journal of the installation folder is read first.
+TEST(RecoverGroup, LastLinkInProgramsFolderWins) {
   TempDir dir;
   std::wstring log = dir / L"QmkUnInst.log";
   WriteText(log,
@@ -157,15 +158,14 @@ TEST(RecoverGroupFromLog, LastLinkInProgramsFolderWins) {
   EXPECT_EQ(RecoverGroupFromLog(log, L"C:\\Menu\\Programs", L"C:\\Menu\\Startup", L"Keep"), L"Keep");
   EXPECT_EQ(RecoverGroupFromLog(dir / L"missing.log", L"C:\\Menu\\Programs", L"C:\\Menu\\Startup", L"Keep"),
             L"Keep");
-}
 
-// "QmkUnInst.log" is read before "install.log", which serves only when the journal is missing; the folders follow the type.
-TEST(RecoverGroupName, JournalBeforeOldLogAndFoldersOfTheType) {
-  TempDir dir;
+  // "QmkUnInst.log" is read before "install.log", which serves only when the journal is missing;
+  // the folders follow the type.
   std::wstring common = ShellFolderPath(CSIDL_COMMON_PROGRAMS);
   std::wstring user = ShellFolderPath(CSIDL_PROGRAMS);
   ASSERT_GT(common.size(), 4u);
   ASSERT_GT(user.size(), 4u);
+  ASSERT_TRUE(::DeleteFileW(log.c_str()));
   WriteText(dir / L"install.log", JournalLink(common + L"\\From Old Log\\Quillmark 8.lnk"));
   EXPECT_EQ(RecoverGroupName(dir.path(), 1, L"Quillmark 8"), L"From Old Log");
   WriteText(dir / L"QmkUnInst.log", JournalLink(common + L"\\All Users Group\\Quillmark 8.lnk") +
