@@ -66,17 +66,27 @@ class InstallRunTest : public testing::Test {
   std::wstring trace_ = root_ / L"trace.log";
 };
 
-// A fresh current-user run: files, prepared settings (only the product's),
-// the journal (a script without a final line break gets no empty line, then
-// group and shortcuts) and the registry.
+// A fresh current-user run into the default folder: an old journal there is
+// left alone (its link and the file a "File Del: " entry names survive); files,
+// prepared settings (only the product's), the journal (a script without a
+// final line break gets no empty line, then group and shortcuts), registry.
 TEST_F(InstallRunTest, FreshCurrentUserInstall) {
-  PutFiles(package_, {L"Qmkview8.exe", L"Qmkview8Man.chm"});
+  PutFiles(package_, {L"Qmkview8.exe", L"Qmkview8Man.chm", L"kept.txt"});
   PutFiles(sfx_, {L"Qmkview8.ini", L"other.ini"});
   ASSERT_TRUE(WriteFileBytes(package_ + L"\\QmkUnInst.log",
-                             "File Copy: Qmkview8.exe\r\nMake Dir: data\r\nFile Copy: Qmkview8Man.chm"));
+                             "File Del: kept.txt\r\nFile Copy: Qmkview8.exe\r\nMake Dir: data\r\n"
+                             "File Copy: Qmkview8Man.chm"));
+  ::CreateDirectoryW((root_ / L"Programs").c_str(), nullptr);
+  ::CreateDirectoryW(installDir_.c_str(), nullptr);
+  const std::wstring link = root_ / L"someone.lnk";
+  ASSERT_TRUE(WriteFileBytes(link, "link"));
+  ASSERT_TRUE(WriteFileBytes(installDir_ + L"\\kept.txt", "old"));
+  ASSERT_TRUE(WriteLines(installDir_ + L"\\QmkUnInst.log", {"Shell Link: " + Narrow(link)}));
 
   EXPECT_EQ(RunInstall(), 0);
 
+  EXPECT_TRUE(FileExists(link));
+  EXPECT_EQ(ReadFileBytes(installDir_ + L"\\kept.txt"), "old");
   EXPECT_TRUE(FileExists(installDir_ + L"\\Qmkview8.exe"));
   EXPECT_TRUE(FileExists(installDir_ + L"\\Qmkview8Man.chm"));
   EXPECT_TRUE(DirExists(installDir_ + L"\\data"));
@@ -85,7 +95,7 @@ TEST_F(InstallRunTest, FreshCurrentUserInstall) {
   const std::string group = Narrow(ShellFolderPath(CSIDL_PROGRAMS) + L"\\QmEngine Run Group");
   const std::wstring desktop = ShellFolderPath(CSIDL_DESKTOP) + L"\\Quillmark 8.lnk";
   EXPECT_TRUE(FileExists(desktop));
-  EXPECT_EQ(Journal(), (std::vector<std::string>{"File Copy: Qmkview8.exe", "Make Dir: data",
+  EXPECT_EQ(Journal(), (std::vector<std::string>{"File Del: kept.txt", "File Copy: Qmkview8.exe", "Make Dir: data",
                                                  "File Copy: Qmkview8Man.chm", "Made Dir: " + group,
                                                  "Shell Link: " + group + "\\Quillmark 8.lnk",
                                                  "Shell Link: " + group + "\\Quillmark 8 Help.lnk",
@@ -166,24 +176,6 @@ TEST_F(InstallRunTest, ReinstallReplacesGroupAndObsoleteFiles) {
   for (const std::string& line : Journal())
     if (line.rfind("Made Dir: ", 0) == 0) madeDirs.push_back(line);
   EXPECT_EQ(madeDirs, std::vector<std::string>{"Made Dir: " + Narrow(group)});
-}
-
-// A fresh installation into the default folder leaves whatever an old journal
-// there names alone.
-TEST_F(InstallRunTest, DefaultFolderSkipsCleanup) {
-  PutFiles(package_, {L"Qmkview8.exe", L"kept.txt"});
-  ASSERT_TRUE(WriteLines(package_ + L"\\QmkUnInst.log", {"File Del: kept.txt", "File Copy: Qmkview8.exe"}));
-  ::CreateDirectoryW((root_ / L"Programs").c_str(), nullptr);
-  ::CreateDirectoryW(installDir_.c_str(), nullptr);
-  const std::wstring link = root_ / L"someone.lnk";
-  ASSERT_TRUE(WriteFileBytes(link, "link"));
-  ASSERT_TRUE(WriteFileBytes(installDir_ + L"\\kept.txt", "old"));
-  ASSERT_TRUE(WriteLines(installDir_ + L"\\QmkUnInst.log", {"Shell Link: " + Narrow(link)}));
-  installSettings.desktopIcon = 0;
-
-  RunInstall();
-  EXPECT_TRUE(FileExists(link));
-  EXPECT_EQ(ReadFileBytes(installDir_ + L"\\kept.txt"), "old");
 }
 
 }  // namespace

@@ -20,6 +20,11 @@ using qmtest::DirExists;
 using qmtest::FileExists;
 using qmtest::Narrow;
 
+std::wstring Lower(std::wstring text) {
+  ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
+  return text;
+}
+
 // "path|arguments|working folder|description|show command" as the shell reads
 // the link back (the show command from the file's header at offset 60, since
 // the shell's loader does not hand every value back); "not loaded" on failure.
@@ -38,15 +43,9 @@ std::wstring ReadLink(const std::wstring& linkPath) {
   link->GetDescription(description, 1024);
   std::string bytes = qmtest::ReadFileBytes(linkPath);
   int show = bytes.size() >= 64 ? *reinterpret_cast<const INT32*>(bytes.data() + 60) : 0;
-  std::wstring text = std::wstring(path) + L"|" + arguments + L"|" + folder + L"|" + description + L"|" +
-                      std::to_wstring(show);
-  ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));  // paths compare without case
-  return text;
-}
-
-std::wstring Lower(std::wstring text) {
-  ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
-  return text;
+  // Lower case, since paths compare without it.
+  return Lower(std::wstring(path) + L"|" + arguments + L"|" + folder + L"|" + description + L"|" +
+               std::to_wstring(show));
 }
 
 class ShortcutTest : public testing::Test {

@@ -45,17 +45,14 @@ class RegistryCleanupTest : public ::testing::Test {
     for (int i = 0; i < 3; ++i) mozillaExisted_[i] = KeyExists(kHostPlaces[i].root, L"SOFTWARE\\Mozilla", kHostPlaces[i].view);
   }
   void TearDown() override {
-    for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) DropKey(root, kMakerKey);
-    DropKey(HKEY_LOCAL_MACHINE, kApplicationKey);
-    for (const std::wstring& profile : Profiles()) {
-      DropKey(HKEY_USERS, profile + L"\\" + kMakerKey);
-      DropKey(HKEY_USERS, profile + L"\\" + kApplicationKey);
-    }
-    for (const wchar_t* entry : {L"QmTest Entry", L"QmTest Nested"})
-      DropKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + entry);
-    DropKey(HKEY_LOCAL_MACHINE, kAppPathKey);
-    DropKey(HKEY_CLASSES_ROOT, L"QM8.Document");
-    DropKey(HKEY_CLASSES_ROOT, L"Quillmark.8");
+    for (const std::wstring& key : {std::wstring(kMakerKey), std::wstring(kApplicationKey), std::wstring(kAppPathKey),
+                                    std::wstring(kUninstallKey) + L"QmTest Entry",
+                                    std::wstring(kUninstallKey) + L"QmTest Nested"})
+      DropKey(HKEY_LOCAL_MACHINE, key);
+    DropKey(HKEY_CURRENT_USER, kMakerKey);
+    for (const std::wstring& profile : Profiles())
+      for (const wchar_t* key : {kMakerKey, kApplicationKey}) DropKey(HKEY_USERS, profile + L"\\" + key);
+    for (const wchar_t* key : {L"QM8.Document", L"Quillmark.8"}) DropKey(HKEY_CLASSES_ROOT, key);
     for (const wchar_t* name : {L"Quillmark.8", L"QmTest Other"})
       ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kRegistered, name);
     for (int i = 0; i < 3; ++i) {
