@@ -1,36 +1,34 @@
 #include <windows.h>
+#include <commctrl.h>
 #include <shlobj.h>
 
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "app/settings.h"
 #include "res/resource.h"
 #include "tests/support/test_support.h"
-#include "tests/wizard/wizard_test_fixture.h"
+#include "tests/wizard/wizard_driver.h"
 #include "ui/dialog.h"
 #include "wizard/folder_dlg.h"
 
 namespace {
 
-const wchar_t kOlderGeneration[] =
-    L"Quillmark ver. 8 can not be installed into the same folder where the older version is. "
-    L"Please select a different folder.";
+using wiztest::Driver;
+
 const wchar_t kSavedHint[] =
     L"To install into a different folder, click Browse, and select another one.";
-const wchar_t kHasCopyHint[] =
-    L"This folder already contains a previous copy of Quillmark 8. To upgrade or re-install that "
-    L"copy, please do not change the destination folder.";
-const wchar_t kPortableHint[] =
-    L"Click the Browse button and select a folder on a removable disk/USB key or network drive.";
+const UINT kExclamation = MB_OK | MB_ICONEXCLAMATION;
 
 // The destination page alone, inside a hidden frame window on this thread.
 class FolderPageTest : public wiztest::WizardTest {
  protected:
   void OpenPage() {
-    ASSERT_TRUE(frame_.Create(IDD_SETUP, nullptr));
+    page_.reset();
+    ASSERT_TRUE(frame_.GetSafeHwnd() || frame_.Create(IDD_SETUP, nullptr));
     page_ = std::make_unique<CFolderDlg>(frame_.GetSafeHwnd());
     ASSERT_TRUE(page_->Create(IDD_FOLDER, frame_.GetSafeHwnd()));
   }
@@ -39,11 +37,7 @@ class FolderPageTest : public wiztest::WizardTest {
     frame_.DestroyWindow();
     wiztest::WizardTest::TearDown();
   }
-  std::wstring Text(int id) const {
-    wchar_t buffer[1024] = {};
-    ::GetDlgItemTextW(page_->GetSafeHwnd(), id, buffer, 1024);
-    return buffer;
-  }
+  std::wstring Text(int id) const { return Driver::Text(::GetDlgItem(page_->GetSafeHwnd(), id)); }
   void Click(int id) const { ::SendMessageW(::GetDlgItem(page_->GetSafeHwnd(), id), BM_CLICK, 0, 0); }
 
   CDialog frame_{IDD_SETUP};
@@ -51,73 +45,67 @@ class FolderPageTest : public wiztest::WizardTest {
   qmtest::MessageBoxRecorder boxes_;
 };
 
-// An empty folder is used as it stands; a folder with content gets the
-// product folder appended; a folder with this generation's program is kept.
+// A picked folder: empty or holding this generation's program it is used as
+// it stands; with other content or as a drive root it gets "Quillmark 8"
+// (one backslash); one holding an older generation is refused with string 14.
 TEST_F(FolderPageTest, ChosenFolderRules) {
+  struct Case {
+    std::vector<const wchar_t*> files;
+    const wchar_t* suffix;  // null: refused
+    bool driveRoot = false;
+  };
+  const Case cases[] = {
+      {{}, L""},
+      {{L"notes.txt"}, L"\\Quillmark 8"},
+      {{L"Qmkview8.exe", L"other.dll"}, L""},
+      {{}, L"Quillmark 8", true},
+      {{L"Qmkview6.exe"}, nullptr},
+      {{L"Qmkview5.exe", L"notes.txt"}, nullptr},
+  };
   OpenPage();
-  qmtest::TempDir empty(L"empty"), full(L"full"), current(L"current");
-  ASSERT_TRUE(qmtest::WriteFileBytes(full / L"notes.txt", "x"));
-  ASSERT_TRUE(qmtest::WriteFileBytes(current / L"Qmkview8.exe", "x"));
-  ASSERT_TRUE(qmtest::WriteFileBytes(current / L"other.dll", "x"));
-
-  page_->ApplyChosenFolder(empty.path());
-  EXPECT_EQ(installSettings.installDir, empty.path());
-  EXPECT_EQ(Text(1013), empty.path());
-
-  page_->ApplyChosenFolder(full.path());
-  EXPECT_EQ(installSettings.installDir, full.path() + L"\\Quillmark 8");
-  EXPECT_EQ(Text(1013), full.path() + L"\\Quillmark 8");
-
-  page_->ApplyChosenFolder(current.path());
-  EXPECT_EQ(installSettings.installDir, current.path());
-  EXPECT_TRUE(boxes_.shown().empty());
-}
-
-// A drive root gets the product folder without a doubled backslash.
-TEST_F(FolderPageTest, DriveRootGetsSingleBackslash) {
-  OpenPage();
-  page_->ApplyChosenFolder(L"C:\\");
-  EXPECT_EQ(installSettings.installDir, L"C:\\Quillmark 8");
-}
-
-// A folder holding an older generation is refused with string 14 and nothing
-// changes.
-TEST_F(FolderPageTest, OlderGenerationRefused) {
-  OpenPage();
-  std::wstring before = installSettings.installDir;
-  for (const wchar_t* program : {L"Qmkview6.exe", L"Qmkview5.exe"}) {
-    qmtest::TempDir old(L"old");
-    ASSERT_TRUE(qmtest::WriteFileBytes(old / program, "x"));
-    page_->ApplyChosenFolder(old.path());
-    EXPECT_EQ(installSettings.installDir, before) << program;
-    EXPECT_EQ(Text(1013), before) << program;
+  for (const Case& c : cases) {
+    qmtest::TempDir folder(L"picked");
+    for (const wchar_t* file : c.files) ASSERT_TRUE(qmtest::WriteFileBytes(folder / file, "x"));
+    std::wstring picked = c.driveRoot ? L"C:\\" : folder.path();
+    SCOPED_TRACE(qmtest::Narrow(picked + L" " + (c.files.empty() ? L"" : c.files[0])));
+    std::wstring before = installSettings.installDir;
+    size_t boxesBefore = boxes_.shown().size();
+    page_->ApplyChosenFolder(picked);
+    std::wstring expected = c.suffix ? picked + c.suffix : before;
+    EXPECT_EQ(installSettings.installDir, expected);
+    EXPECT_EQ(Text(IDC_DEST_FOLDER), expected);
+    ASSERT_EQ(boxes_.shown().size(), boxesBefore + (c.suffix ? 0 : 1));
+    if (c.suffix) continue;
+    EXPECT_EQ(boxes_.shown().back().text,
+              L"Quillmark ver. 8 can not be installed into the same folder where the older "
+              L"version is. Please select a different folder.");
+    EXPECT_EQ(boxes_.shown().back().style, kExclamation);
   }
-  ASSERT_EQ(boxes_.shown().size(), 2u);
-  EXPECT_EQ(boxes_.shown()[0].text, kOlderGeneration);
-  EXPECT_EQ(boxes_.shown()[0].style, static_cast<UINT>(MB_OK | MB_ICONEXCLAMATION));
 }
 
-// Portable: no folder shown until one is browsed for, then always the product
-// folder appended; the chosen folder survives switching types back and forth.
+// Portable: no folder shown (and the page refuses to close) until one is
+// browsed for, then always the product folder appended; the chosen folder
+// survives switching types back and forth.
 TEST_F(FolderPageTest, PortableFolderChoice) {
   OpenPage();
-  Click(1003);
-  EXPECT_EQ(Text(1013), L"");
-  EXPECT_EQ(Text(1006), kPortableHint);
+  Click(IDC_TYPE_PORTABLE);
+  EXPECT_EQ(Text(IDC_DEST_FOLDER), L"");
+  EXPECT_EQ(Text(IDC_FOLDER_HINT),
+            L"Click the Browse button and select a folder on a removable disk/USB key or network "
+            L"drive.");
   EXPECT_FALSE(page_->DestroyWindow());
-  ASSERT_EQ(boxes_.shown().size(), 1u);
+  EXPECT_EQ(boxes_.shown().size(), 1u);
   EXPECT_TRUE(::IsWindow(page_->GetSafeHwnd()));
 
   qmtest::TempDir stick(L"stick");
   page_->ApplyChosenFolder(stick.path());
   std::wstring chosen = stick.path() + L"\\Quillmark 8";
   EXPECT_EQ(installSettings.installDir, chosen);
-  Click(1001);
-  EXPECT_EQ(Text(1013), chosen);
-  EXPECT_EQ(Text(1006), kSavedHint);
-  Click(1003);
-  EXPECT_EQ(Text(1013), chosen);
-
+  Click(IDC_TYPE_USER);
+  EXPECT_EQ(Text(IDC_DEST_FOLDER), chosen);
+  EXPECT_EQ(Text(IDC_FOLDER_HINT), kSavedHint);
+  Click(IDC_TYPE_PORTABLE);
+  EXPECT_EQ(Text(IDC_DEST_FOLDER), chosen);
   EXPECT_TRUE(page_->DestroyWindow());
   EXPECT_EQ(installSettings.installType, 2);
 }
@@ -127,53 +115,85 @@ TEST_F(FolderPageTest, PortableFolderChoice) {
 TEST_F(FolderPageTest, ExistingCopyHint) {
   ASSERT_TRUE(::CreateDirectoryW(installSettings.installDir.c_str(), nullptr));
   ASSERT_TRUE(qmtest::WriteFileBytes(installSettings.installDir + L"\\Qmkview8.exe", "x"));
-  installSettings.defaultDirUsed = 1;
   OpenPage();
-  EXPECT_EQ(Text(1006), kSavedHint);
-  page_.reset();
+  EXPECT_EQ(Text(IDC_FOLDER_HINT), kSavedHint);
 
   installSettings.defaultDirUsed = 0;
-  page_ = std::make_unique<CFolderDlg>(frame_.GetSafeHwnd());
-  ASSERT_TRUE(page_->Create(IDD_FOLDER, frame_.GetSafeHwnd()));
-  EXPECT_EQ(Text(1006), kHasCopyHint);
-  EXPECT_EQ(Text(1013), installSettings.installDir);
-  EXPECT_TRUE(::SendMessageW(::GetDlgItem(page_->GetSafeHwnd(), 1002), BM_GETCHECK, 0, 0) == BST_CHECKED);
+  OpenPage();
+  EXPECT_EQ(Text(IDC_FOLDER_HINT),
+            L"This folder already contains a previous copy of Quillmark 8. To upgrade or "
+            L"re-install that copy, please do not change the destination folder.");
+  EXPECT_EQ(Text(IDC_DEST_FOLDER), installSettings.installDir);
+  EXPECT_TRUE(Driver::Checked(::GetDlgItem(page_->GetSafeHwnd(), IDC_TYPE_ALL)));
 }
 
-// The browser callback preselects installDir when the browser opens, and
-// keeps the browser open after string 13 for a name that is not a folder.
-TEST_F(FolderPageTest, BrowserCallback) {
-  static std::wstring selected;
-  static WPARAM selectedByPath = 0;
-  selected.clear();
-  struct Recorder {
-    static LRESULT CALLBACK Proc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-      if (message == BFFM_SETSELECTIONW) {
-        selectedByPath = wParam;
-        selected = reinterpret_cast<const wchar_t*>(lParam);
-        return 0;
-      }
-      return ::DefWindowProcW(window, message, wParam, lParam);
-    }
-  };
-  HWND browser = ::CreateWindowW(L"STATIC", L"", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr);
-  ASSERT_NE(browser, nullptr);
-  ::SetWindowLongPtrW(browser, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&Recorder::Proc));
-
-  EXPECT_EQ(BrowseFolderCallback(browser, BFFM_INITIALIZED, 0, 0), 0);
-  EXPECT_EQ(selected, installSettings.installDir);
-  EXPECT_EQ(selectedByPath, static_cast<WPARAM>(TRUE));
-  EXPECT_TRUE(boxes_.shown().empty());
-
-  EXPECT_EQ(BrowseFolderCallback(browser, BFFM_VALIDATEFAILEDW,
-                                 reinterpret_cast<LPARAM>(L"no such"), 0), 1);
+// A typed name that is not a folder: string 13, and the browser stays open.
+// (The preselection when it opens shows in the real browser below.)
+TEST_F(FolderPageTest, BrowserRefusesTypedNameThatIsNoFolder) {
+  EXPECT_EQ(BrowseFolderCallback(nullptr, BFFM_VALIDATEFAILEDW, reinterpret_cast<LPARAM>(L"no such"), 0), 1);
   ASSERT_EQ(boxes_.shown().size(), 1u);
   EXPECT_EQ(boxes_.shown()[0].text,
             L"You have entered and invalid folder name. Please correct.\nIf you want to create a "
             L"new folder, select its parent folder in the list and click \"Make New Foilder\" "
             L"button.");
-  EXPECT_EQ(boxes_.shown()[0].style, static_cast<UINT>(MB_OK | MB_ICONEXCLAMATION));
-  ::DestroyWindow(browser);
+  EXPECT_EQ(boxes_.shown()[0].style, kExclamation);
+}
+
+BOOL CALLBACK FindTree(HWND window, LPARAM found) {
+  wchar_t className[32] = {};
+  ::GetClassNameW(window, className, 32);
+  if (wcscmp(className, WC_TREEVIEWW) != 0) return TRUE;
+  *reinterpret_cast<HWND*>(found) = window;
+  return FALSE;
+}
+
+// The tree's selected item text, once the browser has walked down to the
+// preselected folder (it goes one level at a time); "" when it never does.
+std::wstring SettledSelection(HWND browser, const std::wstring& name) {
+  HWND tree = nullptr;
+  ::EnumChildWindows(browser, &FindTree, reinterpret_cast<LPARAM>(&tree));
+  wchar_t text[MAX_PATH] = {};
+  for (int wait = 0; tree && wait < 200 && name != text; ++wait) {
+    ::Sleep(50);
+    TVITEMW item = {};
+    item.mask = TVIF_TEXT;
+    item.hItem = reinterpret_cast<HTREEITEM>(::SendMessageW(tree, TVM_GETNEXTITEM, TVGN_CARET, 0));
+    item.pszText = text;
+    item.cchTextMax = MAX_PATH;
+    if (!item.hItem || !::SendMessageW(tree, TVM_GETITEMW, 0, reinterpret_cast<LPARAM>(&item))) text[0] = 0;
+  }
+  return text;
+}
+
+using FolderBrowserTest = wiztest::WizardTest;
+
+// Browse opens the real folder browser on installDir (made for that, removed
+// after); OK on it as offered keeps the empty folder as it stands. (Outside
+// the user profile: the tree reaches the profile by two roads and may not settle.)
+TEST_F(FolderBrowserTest, BrowseOpensOnInstallDirAndKeepsItAsOffered) {
+  std::wstring root = L"C:\\qmbrowse." + std::to_wstring(::GetCurrentProcessId());
+  ASSERT_TRUE(::CreateDirectoryW(root.c_str(), nullptr));
+  std::wstring offered = installSettings.installDir = root + L"\\Quillmark 8";
+  qmtest::MessageBoxRecorder boxes;
+  wiztest::RunDriven(-1, &boxes, [&](Driver& d) {
+    d.NextUntil(L"folder");
+    ASSERT_EQ(d.PageKind(), L"folder");
+    ::PostMessageW(d.PageItem(IDC_BROWSE), BM_CLICK, 0, 0);
+    HWND browser = d.WaitForDialog(nullptr);
+    ASSERT_NE(browser, nullptr);
+    EXPECT_TRUE(qmtest::DirExists(offered));
+    EXPECT_EQ(SettledSelection(browser, L"Quillmark 8"), L"Quillmark 8");
+    ::PostMessageW(::GetDlgItem(browser, IDOK), BM_CLICK, 0, 0);
+    for (int wait = 0; wait < 100 && ::IsWindow(browser); ++wait) ::Sleep(50);
+    ::SendMessageW(d.frame(), WM_NULL, 0, 0);
+    EXPECT_EQ(d.PageText(IDC_DEST_FOLDER), offered);
+    EXPECT_FALSE(qmtest::DirExists(offered));
+    boxes.Answer(IDYES);
+    d.Click(IDCANCEL);
+  });
+  EXPECT_EQ(installSettings.installDir, offered);
+  EXPECT_EQ(boxes.shown().size(), 1u);
+  qmtest::RemoveTree(root);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <thread>
-#include <vector>
 
 #include "wizard/wizard.h"
 
@@ -33,21 +32,13 @@ HWND FindThreadDialog(DWORD thread, HWND exclude, const wchar_t* caption) {
   return search.found;
 }
 
-BOOL CALLBACK CollectStatics(HWND window, LPARAM param) {
-  wchar_t className[16] = {};
-  ::GetClassNameW(window, className, 16);
-  if (_wcsicmp(className, L"Static") == 0)
-    reinterpret_cast<std::vector<HWND>*>(param)->push_back(window);
-  return TRUE;
-}
-
 // Cancel answered Yes, or Finish where Cancel is disabled; real message
 // boxes (no recorder) are answered Yes or OK on screen.
 void ForceClose(const Driver& driver, qmtest::MessageBoxRecorder* recorder) {
   for (int attempt = 0; attempt < 40 && ::IsWindow(driver.frame()); ++attempt) {
     if (recorder) recorder->Answer(IDYES);
     ::PostMessageW(driver.frame(), WM_COMMAND, MAKEWPARAM(attempt % 2 ? IDOK : IDCANCEL, BN_CLICKED), 0);
-    if (HWND box = recorder ? nullptr : driver.WaitForMessageBox(500)) {
+    if (HWND box = recorder ? nullptr : driver.WaitForDialog(L"Quillmark Setup", 500)) {
       HWND yes = ::GetDlgItem(box, IDYES);
       ::PostMessageW(yes ? yes : ::GetDlgItem(box, IDOK), BM_CLICK, 0, 0);
     }
@@ -64,62 +55,27 @@ std::wstring Driver::Text(HWND window) {
   return std::wstring(buffer, length > 0 ? static_cast<size_t>(length) : 0);
 }
 
-HWND Driver::Page() const { return ::FindWindowExW(frame_, nullptr, L"#32770", nullptr); }
-
-HWND Driver::PageItem(int id) const {
-  HWND page = Page();
-  return page ? ::GetDlgItem(page, id) : nullptr;
-}
-
 std::wstring Driver::PageKind() const {
   if (!Page()) return L"";
-  if (PageItem(1005)) return L"folder";
-  if (PageItem(1012)) return L"start";
-  if (PageItem(1008)) return L"group";
-  if (PageItem(1000)) return L"agreement";
-  if (PageItem(1003)) return L"welcome";
+  if (PageItem(IDC_BROWSE)) return L"folder";
+  if (PageItem(IDC_RUN_AFTER)) return L"start";
+  if (PageItem(IDC_AUTOSTART)) return L"group";
+  if (PageItem(IDC_AGREEMENT_TEXT)) return L"agreement";
+  if (PageItem(IDC_WELCOME_VERSION)) return L"welcome";
   return L"?";
 }
 
-void Driver::Click(int frameId) const { ::SendMessageW(FrameItem(frameId), BM_CLICK, 0, 0); }
-
-void Driver::ClickPage(int pageId) const { ::SendMessageW(PageItem(pageId), BM_CLICK, 0, 0); }
-
-void Driver::SetPageText(int pageId, const std::wstring& text) const {
-  ::SendMessageW(PageItem(pageId), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text.c_str()));
-}
-
-void Driver::PostClick(int frameId) const { ::PostMessageW(FrameItem(frameId), BM_CLICK, 0, 0); }
-
-HWND Driver::WaitForMessageBox(DWORD timeoutMs) const {
+HWND Driver::WaitForDialog(const wchar_t* caption, DWORD timeoutMs) const {
   for (DWORD waited = 0; waited <= timeoutMs; waited += 50) {
-    if (HWND box = FindThreadDialog(wizardThread_, frame_, L"Quillmark Setup")) return box;
+    if (HWND box = FindThreadDialog(wizardThread_, frame_, caption)) return box;
     ::Sleep(50);
   }
   return nullptr;
 }
 
-std::wstring Driver::MessageBoxText(HWND box) {
-  std::vector<HWND> statics;
-  ::EnumChildWindows(box, &CollectStatics, reinterpret_cast<LPARAM>(&statics));
-  std::wstring longest;
-  for (HWND item : statics) {
-    std::wstring text = Text(item);
-    if (text.size() > longest.size()) longest = text;
-  }
-  return longest;
-}
-
-RECT Driver::PageRect() const {
+RECT Driver::Rect(HWND window) const {
   RECT rect = {};
-  ::GetWindowRect(Page(), &rect);
-  ::MapWindowPoints(nullptr, frame_, reinterpret_cast<POINT*>(&rect), 2);
-  return rect;
-}
-
-RECT Driver::FrameItemRect(int id) const {
-  RECT rect = {};
-  ::GetWindowRect(FrameItem(id), &rect);
+  ::GetWindowRect(window, &rect);
   ::MapWindowPoints(nullptr, frame_, reinterpret_cast<POINT*>(&rect), 2);
   return rect;
 }
@@ -146,6 +102,35 @@ INT_PTR RunDriven(int presetIndex, qmtest::MessageBoxRecorder* recorder,
   INT_PTR result = RunWizard(presetIndex);
   driverThread.join();
   return result;
+}
+
+static int CountingInstall() {
+  ++installCalls;
+  if (restartAfterInstall) installSettings.restartNeeded = 1;
+  return 0;
+}
+
+void WizardTest::SetUp() {
+  installSettings = InstallSettings{};
+  installSettings.installMode = 0;
+  installSettings.installType = 1;
+  installSettings.installDir = dest_.path() + L"\\Quillmark 8";
+  installSettings.groupName = L"Quillmark 8";
+  installSettings.defaultDirUsed = 1;
+  installSettings.newVersion = {8, 5, 3, 0};
+  installCalls = 0;
+  restartAfterInstall = false;
+  savedRunner_ = pInstallRun;
+  pInstallRun = &CountingInstall;
+  wchar_t current[MAX_PATH] = {};
+  ::GetCurrentDirectoryW(MAX_PATH, current);
+  savedDirectory_ = current;
+  ::SetCurrentDirectoryW(work_.path().c_str());
+}
+
+void WizardTest::TearDown() {
+  pInstallRun = savedRunner_;
+  ::SetCurrentDirectoryW(savedDirectory_.c_str());
 }
 
 }  // namespace wiztest
