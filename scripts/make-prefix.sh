@@ -13,7 +13,10 @@ wineserver -w
 if [ "$arch" = i686 ] || [ -z "${DISPLAY:-}" ]; then
   # Wine 8's WoW64 mode has no X11 driver for 32-bit programs; windows still
   # exist and can be driven with the null driver.
-  wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1
+  for attempt in 1 2 3; do
+    wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null 2>&1 && break
+    sleep 2
+  done
 fi
 # A fresh prefix links Desktop, Pictures and the like to $HOME: give the tests
 # real folders inside the prefix instead.
