@@ -42,8 +42,9 @@ INT_PTR ReplaceProcess(const std::wstring& program, const std::wstring& commandL
   if (!::CreateProcessW(program.c_str(), buffer.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
                         &startup, &process))
     return -1;
-  ::CloseHandle(process.hThread);
-  ::CloseHandle(process.hProcess);
+  {
+    UniqueHandle thread(process.hThread), started(process.hProcess);
+  }
   std::exit(0);
 }
 
