@@ -142,8 +142,9 @@ int DeleteMatchingFiles(const std::wstring& folder, const std::wstring& pattern)
     std::wstring_view name(found.cFileName);
     if (name == L"." || name == L"..") continue;
     std::wstring path = base + found.cFileName;
-    ::SetFileAttributesW(path.c_str(),
-                         found.dwFileAttributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+    // Only a file that is read-only or hidden needs the extra call.
+    const DWORD cleared = found.dwFileAttributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
+    if (cleared != found.dwFileAttributes) ::SetFileAttributesW(path.c_str(), cleared);
     if (::DeleteFileW(path.c_str()))
       ++deleted;
     else
