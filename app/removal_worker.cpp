@@ -9,18 +9,13 @@
 #include "sys/handles.h"
 #include "sys/platform.h"
 #include "ui/message_box.h"
+#include "ui/app.h"
 #include "uninstall/uninstall.h"
 
 namespace {
 
 constexpr DWORD kUninstallerExitWaitMs = 1000;
 constexpr DWORD kRegsvr32TimeoutMs = 5000;
-
-std::wstring ModuleFileName() {
-  wchar_t path[MAX_PATH] = {};
-  ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  return path;
-}
 
 // A fresh, empty "uni*.tmp" in the temporary folder; the system picks the name.
 std::wstring NewTemporaryFile() {
@@ -68,7 +63,7 @@ std::wstring RemovalWorkerCommandLine(const std::wstring& workerPath,
 
 INT_PTR LaunchRemovalWorker() {
   std::wstring worker = NewTemporaryFile();
-  std::wstring self = ModuleFileName();
+  std::wstring self = ModulePath();
   // Not checked: a failed copy makes the start below fail, or start an empty
   // file, and that failure is what the caller gets.
   ::CopyFileW(self.c_str(), worker.c_str(), FALSE);
@@ -95,7 +90,7 @@ std::wstring UnregisterCommandLine(const std::wstring& dllPath) {
 void RunRemovalWorker(const std::vector<std::wstring>& argv) {
   // Give the uninstaller that started us time to end, so its file can go.
   ::Sleep(kUninstallerExitWaitMs);
-  std::wstring self = ModuleFileName();
+  std::wstring self = ModulePath();
   ::DeleteAtReboot(self.c_str());
 
   const std::wstring uninstaller = argv.size() >= 3 ? argv[2] : std::wstring();

@@ -32,13 +32,6 @@ BOOL RunningUnderWow64() {
   return wow64;
 }
 
-// "C:\Apps\Quillmark 8" -> "C:\Apps"; empty when no backslash is left.
-std::wstring ParentFolder(std::wstring folder) {
-  if (!folder.empty() && folder.back() == L'\\') folder.pop_back();
-  size_t last = folder.rfind(L'\\');
-  return last == std::wstring::npos ? std::wstring() : folder.substr(0, last);
-}
-
 // True when a DLL of the entry's name loads without the package's copy: the
 // copy is parked under ".toinst" meanwhile, since the library search looks in
 // the setup's own folder first.

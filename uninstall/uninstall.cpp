@@ -27,14 +27,6 @@ std::wstring FolderPrefix(const std::wstring& folder) {
   return folder + L'\\';
 }
 
-// One trailing backslash dropped, then everything from the last backslash on:
-// empty when no backslash is left.
-std::wstring ParentFolder(std::wstring folder) {
-  if (!folder.empty() && folder.back() == L'\\') folder.pop_back();
-  size_t slash = folder.rfind(L'\\');
-  return slash == std::wstring::npos ? std::wstring() : folder.substr(0, slash);
-}
-
 bool PathExists(const std::wstring& path) {
   return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }

@@ -77,7 +77,8 @@ Started::~Started() {
 Started StartProcess(const std::wstring& commandLine, const wchar_t* workingFolder) {
   Started started;
   std::wstring buffer = commandLine;
-  STARTUPINFOW startup = {sizeof startup};
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
   PROCESS_INFORMATION process = {};
   if (!::CreateProcessW(nullptr, buffer.data(), nullptr, nullptr, FALSE, 0, nullptr, workingFolder, &startup,
                         &process))
@@ -117,7 +118,8 @@ int WaitForExit(HANDLE process, DWORD timeoutMs) {
 std::vector<DWORD> ChildrenOf(DWORD parentId) {
   std::vector<DWORD> children;
   UniqueFileHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-  PROCESSENTRY32W entry = {sizeof entry};
+  PROCESSENTRY32W entry = {};
+  entry.dwSize = sizeof entry;
   for (BOOL more = snapshot && ::Process32FirstW(snapshot.get(), &entry); more;
        more = ::Process32NextW(snapshot.get(), &entry))
     if (entry.th32ParentProcessID == parentId) children.push_back(entry.th32ProcessID);

@@ -127,7 +127,9 @@ TEST(SetupApp, RolesQuestionsAndHandOver) {
     EXPECT_EQ(app.installModeRuns, c.installRan ? std::vector<Args>{c.argv} : std::vector<Args>{});
     EXPECT_EQ(app.modesSeen, c.modesSeen);
     EXPECT_EQ(app.ExitCode(), c.exitCode);
-    if (!c.workerRan) EXPECT_EQ(app.Caption(), L"Quillmark Setup");  // the worker runs before it is set
+    if (!c.workerRan) {
+      EXPECT_EQ(app.Caption(), L"Quillmark Setup");  // the worker runs before it is set
+    }
     EXPECT_EQ(installSettings.sfxFolder, c.sfxFolder);
   }
 }
