@@ -5,10 +5,25 @@
 #include "ui/app.h"
 #include "wizard/setup_dlg.h"
 
-INT_PTR RunWizard(int presetIndex) {
-  // Visual styles and the common control classes the templates use.
+namespace {
+
+// The common controls library is loaded only when the wizard is shown: its
+// start-up registers window classes, which an unattended run never needs and
+// which would otherwise bring up the desktop for every silent install.
+void InitWizardControls() {
+  HMODULE comctl = ::LoadLibraryW(L"comctl32.dll");
+  if (!comctl) return;
+  using InitFn = BOOL(WINAPI*)(const INITCOMMONCONTROLSEX*);
+  auto init = reinterpret_cast<InitFn>(reinterpret_cast<void*>(::GetProcAddress(comctl, "InitCommonControlsEx")));
   INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_STANDARD_CLASSES | ICC_WIN95_CLASSES};
-  ::InitCommonControlsEx(&controls);
+  if (init) init(&controls);
+  // Stays loaded: the wizard's windows use its classes until the process ends.
+}
+
+}  // namespace
+
+INT_PTR RunWizard(int presetIndex) {
+  InitWizardControls();
 
   CSetupDlg frame(nullptr);
   if (presetIndex >= 0) frame.SetPageIndex(presetIndex);
