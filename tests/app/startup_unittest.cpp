@@ -1,10 +1,40 @@
 #include <gtest/gtest.h>
 
+#include "app/exit_codes.h"
+#include "app/settings.h"
+#include "app/setup_app.h"
 #include "app/startup.h"
+#include "instances/instance_manager.h"
+#include "res/resource.h"
+#include "tests/support/test_support.h"
+#include "ui/strings.h"
 
 namespace {
+
 using Args = std::vector<std::wstring>;
-}
+
+// The application with the other subsystems' work replaced by a record of
+// each hand-over and of the installMode it happened in.
+class RecordingApp : public CSetupApp {
+ public:
+  using CSetupApp::CSetupApp;
+  std::wstring record;
+
+ protected:
+  void Note(const std::wstring& what) { record += what + std::to_wstring(installSettings.installMode) + L" "; }
+  void RunRemovalWorkerRole(const Args&) override { Note(L"worker"); }
+  void CloseCopies(int otherCopies) override { record += L"close" + std::to_wstring(otherCopies) + L" "; }
+  INT_PTR StartRemovalWorker() override {
+    Note(L"start");
+    return -1;  // "failed": the real one does not come back on success
+  }
+  int RunInstallMode(const Args&) override {
+    Note(L"install");
+    return kExitCancelled;
+  }
+};
+
+}  // namespace
 
 // The scan: mode options ignore case and stop it, "-sfxname=" is exact and cut
 // to its folder, the last one wins; and the mode each role then runs in.
@@ -17,27 +47,18 @@ TEST(ScanOptions, ModesFolderAndRoleModes) {
     int setupMode;
   } cases[] = {
       {{L"-v"}, 1, false, L"", 0},  // the program name is never an option
-      {{L"setup.exe", L"unknown", L"-x"}, 1, false, L"", 0},
-      {{L"p", L"-V"}, 0, false, L"", 0},
-      {{L"p", L"-SConf"}, 2, false, L"", 2},
+      {{L"p", L"unknown", L"-vv", L"-silent", L"/s"}, 1, false, L"", 0},
+      {{L"p", L"-V", L"-sfxname=C:\\x\\y.exe"}, 0, false, L"", 0},
       {{L"p", L"-S"}, 1, true, L"", 1},
-      {{L"p", L"-vv"}, 1, false, L"", 0},
-      {{L"p", L"-silent"}, 1, false, L"", 0},
-      {{L"x.exe", L"-install", L"/s"}, 1, false, L"", 0},
-      {{L"p", L"-v", L"-sfxname=C:\\x\\y.exe"}, 0, false, L"", 0},
       {{L"p", L"-v", L"-s", L"-sconf"}, 0, false, L"", 0},
-      {{L"p", L"-sconf", L"-v", L"-s"}, 2, false, L"", 2},
-      {{L"p", L"-s", L"-sfxname=C:\\Pkg\\p.exe", L"-sconf"}, 2, true, L"C:\\Pkg", 2},
+      {{L"p", L"-SConf", L"-v", L"-s"}, 2, false, L"", 2},
+      {{L"p", L"-s", L"-sfxname=D:\\a b\\c d\\pkg.exe", L"-sconf"}, 2, true, L"D:\\a b\\c d", 2},
       {{L"p", L"-sfxname=C:\\x\\"}, 1, false, L"C:", 0},
-      {{L"p", L"-sfxname=y.exe"}, 1, false, L"", 0},
-      {{L"p", L"-sfxname=\\y.exe"}, 1, false, L"", 0},
-      {{L"p", L"-sfxname="}, 1, false, L"", 0},
-      {{L"p", L"-sfxname=D:\\a b\\c d\\pkg.exe"}, 1, false, L"D:\\a b\\c d", 0},
       {{L"p", L"-sfxname=C:\\x\\\\"}, 1, false, L"C:\\x", 0},  // one backslash dropped
+      {{L"p", L"-sfxname=\\y.exe"}, 1, false, L"", 0},
+      {{L"p", L"-sfxname=y.exe"}, 1, false, L"", 0},
       {{L"p", L"-sfxname=C:\\a\\1.exe", L"-sfxname=C:\\b\\2.exe", L"-s"}, 1, true, L"C:\\b", 1},
-      {{L"p", L"-SFXNAME=C:\\a\\b.exe"}, 1, false, L"", 0},
-      {{L"p", L"x-sfxname=C:\\a\\b.exe"}, 1, false, L"", 0},
-      {{L"p", L"-sfxname C:\\a\\b.exe"}, 1, false, L"", 0},
+      {{L"p", L"-SFXNAME=C:\\a\\b.exe", L"x-sfxname=C:\\a\\b.exe"}, 1, false, L"", 0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.argv));
@@ -50,36 +71,90 @@ TEST(ScanOptions, ModesFolderAndRoleModes) {
   }
 }
 
-// The worker needs exactly "-delself" first and a path behind it; setup is "-install" first
-// ("-INSTALL" and "-DELSELF a b" are in the application's table), or "setup.exe" in the lower-cased path.
-TEST(ChooseSetupRole, WorkerInstallOptionOrFileName) {
-  EXPECT_TRUE(IsRemovalWorkerStart({L"uni1.tmp", L"-delself", L"C:\\a b\\QmkUnInst.exe"}));
-  EXPECT_TRUE(IsRemovalWorkerStart({L"uni1.tmp", L"-delself", L"x", L"-s"}));
+// The worker needs "-delself" first and a path behind it; setup is "-install"
+// first or "setup.exe" anywhere in the lower-cased path; the close question is
+// skipped only for "/s" or "-s" from the second argument on.
+TEST(ChooseSetupRole, WorkerSetupAndSkipRules) {
   EXPECT_FALSE(IsRemovalWorkerStart({L"uni1.tmp", L"-delself"}));
-  EXPECT_FALSE(IsRemovalWorkerStart({L"x.exe", L"-DELSELF", L"a", L"b"}));
   EXPECT_FALSE(IsRemovalWorkerStart({L"x.exe", L"a", L"-delself", L"b"}));
-  EXPECT_FALSE(IsRemovalWorkerStart({}));
-
-  const std::wstring uninstaller = L"C:\\Program Files\\Quillmark 8\\QmkUnInst.exe";
-  EXPECT_FALSE(ChooseSetupRole({uninstaller, L"-s", L"-install"}, uninstaller));
-  EXPECT_FALSE(ChooseSetupRole({uninstaller}, uninstaller));
-  EXPECT_FALSE(ChooseSetupRole({uninstaller, L"-installx"}, uninstaller));
-  EXPECT_TRUE(ChooseSetupRole({L"x"}, L"D:\\Downloads\\Setup.EXE"));
-  EXPECT_TRUE(ChooseSetupRole({L"x"}, L"D:\\Downloads\\qmk8setup.exe"));
+  EXPECT_FALSE(ChooseSetupRole({L"x", L"-s", L"-install"}, L"C:\\Q\\QmkUnInst.exe"));
+  EXPECT_FALSE(ChooseSetupRole({L"x", L"-installx"}, L"C:\\Q\\QmkUnInst.exe"));
+  EXPECT_TRUE(ChooseSetupRole({L"x"}, L"D:\\Downloads\\qmk8Setup.EXE"));
   EXPECT_TRUE(ChooseSetupRole({L"x"}, L"D:\\setup.exe.d\\QmkUnInst.exe"));
   EXPECT_FALSE(ChooseSetupRole({L"x"}, L"D:\\Downloads\\setup_qmk.exe"));
-  EXPECT_FALSE(ChooseSetupRole({L"x"}, L""));
+  EXPECT_FALSE(SkipCloseQuestion({L"setup.exe", L"/s"}));
+  EXPECT_TRUE(SkipCloseQuestion({L"setup.exe", L"a", L"b", L"/S"}));
+  EXPECT_FALSE(SkipCloseQuestion({L"setup.exe", L"-s", L"-runafter"}));
 }
 
-// The close question is skipped only for "/s" or "-s" from the second argument
-// on, with at least three entries.
-TEST(SkipCloseQuestion, SecondArgumentOnward) {
-  EXPECT_FALSE(SkipCloseQuestion({L"setup.exe", L"-s"}));
-  EXPECT_FALSE(SkipCloseQuestion({L"setup.exe", L"/s"}));
-  EXPECT_TRUE(SkipCloseQuestion({L"x.exe", L"-install", L"/S"}));
-  EXPECT_TRUE(SkipCloseQuestion({L"x.exe", L"-install", L"-S"}));
-  EXPECT_TRUE(SkipCloseQuestion({L"setup.exe", L"a", L"b", L"-s"}));
-  EXPECT_FALSE(SkipCloseQuestion({L"setup.exe", L"-s", L"-runafter"}));
-  EXPECT_FALSE(SkipCloseQuestion({L"setup.exe", L"-install", L"s"}));
-  EXPECT_FALSE(SkipCloseQuestion({}));
+// The role choice, the questions and the hand-over of each role, with the mode it runs in.
+TEST(SetupApp, RolesQuestionsAndHandOver) {
+  const std::wstring setup = L"C:\\Downloads\\setup.exe", uninstaller = L"C:\\Program Files\\Q 8\\QmkUnInst.exe";
+  const Args worker = {L"C:\\Temp\\uni5.tmp", L"-delself", uninstaller, L"-s"};
+  struct Box {
+    UINT id, style;
+  };
+  const Box confirm = {IDS_CONFIRM_UNINSTALL, MB_YESNO | MB_ICONWARNING | MB_DEFBUTTON2},
+            oneCopy = {IDS_CLOSE_ONE_COPY, MB_YESNO | MB_ICONWARNING},
+            copies = {IDS_CLOSE_COPIES, MB_YESNO | MB_ICONWARNING}, aborted = {IDS_SETUP_ABORTED, MB_ICONINFORMATION};
+  const struct {
+    const char* what;
+    Args argv;
+    std::wstring path;
+    int otherCopies, answer;
+    std::vector<Box> boxes;
+    const wchar_t* record;
+    BOOL init;
+    int exitCode;
+  } cases[] = {
+      {"uninstaller, -DELSELF a b is no worker: no question, worker started silently",
+       {uninstaller, L"-DELSELF", L"a", L"b"}, uninstaller, 2, 0, {}, L"close2 start1 ", FALSE, kExitWorkerNotStarted},
+      {"-v declined changes nothing", {uninstaller, L"-v"}, uninstaller, 1, IDNO, {confirm}, L"", FALSE,
+       kExitDeclined},
+      {"-V accepted: copies closed without a second question", {uninstaller, L"-V"}, uninstaller, 1, IDYES,
+       {confirm}, L"close1 start0 ", FALSE, kExitWorkerNotStarted},
+      {"-delself runs the worker first, in the scanned mode", worker, setup, 1, 0, {}, L"worker1 ", FALSE, kExitOk},
+      {"a worker started by hand with -v runs in mode 0", {worker[0], L"-delself", uninstaller, L"-v"}, worker[0],
+       0, 0, {}, L"worker0 ", FALSE, kExitOk},
+      {"setup -v with one copy: no confirmation, Yes closes it, the entry's value is passed on", {setup, L"-v"},
+       setup, 1, IDYES, {oneCopy}, L"close1 install0 ", TRUE, kExitCancelled},
+      {"setup with three copies declined", {setup, L"-sfxname=C:\\Pkg\\q.exe"}, setup, 3, IDNO, {copies, aborted},
+       L"", TRUE, kExitDeclined},
+      {"setup.exe -s with one copy still asks", {setup, L"-s"}, setup, 1, IDCANCEL, {oneCopy, aborted}, L"", TRUE,
+       kExitDeclined},
+      {"x.exe -INSTALL /s: setup role, the question skipped", {L"C:\\x.exe", L"-INSTALL", L"/s"}, L"C:\\x.exe", 2, 0,
+       {}, L"close2 install0 ", TRUE, kExitCancelled},
+      {"setup alone: straight to the entry in the scanned mode", {setup, L"-sconf", L"-v"}, setup, 0, 0, {},
+       L"install2 ", TRUE, kExitCancelled},
+  };
+  SetResourceModule(::GetModuleHandleW(nullptr));
+  // Ids that name no process, so that nothing real is ever closed.
+  constexpr DWORD kFakeIds[] = {0x7FFFFF00, 0x7FFFFF04, 0x7FFFFF08};
+  int serial = 0;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    std::wstring name = L"qmtest.setupapp." + std::to_wstring(::GetCurrentProcessId()) + L"." +
+                        std::to_wstring(++serial);
+    COXInstanceManager registry(name.c_str(), 1024, TRUE);
+    for (int i = 0; i < c.otherCopies; ++i) ASSERT_TRUE(registry.RegisterProcess(kFakeIds[i]));
+    installSettings = InstallSettings();
+    qmtest::MessageBoxRecorder boxes;
+    if (c.answer) boxes.Answer(c.answer);
+    RecordingApp app(registry);
+    app.SetCommandLine(c.argv, c.path);
+
+    EXPECT_EQ(app.InitInstance(), c.init);
+    ASSERT_EQ(boxes.shown().size(), c.boxes.size());
+    for (size_t i = 0; i < c.boxes.size(); ++i) {
+      const std::wstring text = LoadStr(c.boxes[i].id);
+      EXPECT_EQ(boxes.shown()[i].text, c.boxes[i].id == IDS_CLOSE_COPIES
+                                           ? FormatStr(text.c_str(), c.otherCopies) : text);
+      EXPECT_EQ(boxes.shown()[i].style, c.boxes[i].style);
+    }
+    EXPECT_EQ(app.record, c.record);
+    EXPECT_EQ(app.ExitCode(), c.exitCode);
+    // The worker runs before the caption is loaded.
+    EXPECT_EQ(app.Caption(), app.record.starts_with(L"worker") ? L"" : L"Quillmark Setup");
+    EXPECT_EQ(installSettings.sfxFolder, ScanOptions(c.argv).sfxFolder);
+  }
 }

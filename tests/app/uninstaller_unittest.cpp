@@ -2,95 +2,140 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <functional>
+#include <future>
 #include <string>
 #include <vector>
 
 #include "app/product.h"
 #include "instances/instance_manager.h"
-#include "sys/platform.h"
+#include "res/resource.h"
+#include "sys/handles.h"
 #include "tests/app/app_test_util.h"
 #include "tests/support/test_support.h"
+#include "ui/strings.h"
 
-using qmtest::Narrow;
+namespace {
 
-// The installed uninstaller, started without arguments from a folder with blanks:
-// closes the running product without asking, relaunches from a "uni*.tmp" copy,
-// and that worker removes the installation and queues its own file for deletion.
-TEST(UninstallerRole, HandsOverToTemporaryWorker) {
-  COXInstanceManager list(kInstanceListName, kInstanceSharedDataSize, FALSE);
-  apptest::TraceFile trace;
-  apptest::InstalledCopy copy;
-  // regsvr32 is looked for in the worker's current folder before the system's.
-  qmtest::TempDir tools(L"qm tools");
-  ASSERT_TRUE(::CopyFileW((qmtest::BinDir() + L"\\app_probe.exe").c_str(), (tools / L"regsvr32.exe").c_str(), FALSE));
+// An installation as the install run leaves it, in a folder whose path holds
+// blanks: QmkUnInst.exe (a copy of setup.exe), a readme and the journal naming
+// it; and a file of the user's next to it.
+struct InstalledCopy {
+  InstalledCopy() {
+    EXPECT_TRUE(::CreateDirectoryW(folder.c_str(), nullptr) &&
+                ::CopyFileW((qmtest::BinDir() + L"\\setup.exe").c_str(), uninstaller.c_str(), FALSE) &&
+                qmtest::WriteFileBytes(folder + L"\\readme.txt", "read me\r\n") &&
+                qmtest::WriteFileBytes(folder + L"\\QmkUnInst.log", "File Copy: readme.txt\r\n\r\n") &&
+                qmtest::WriteFileBytes(root / L"keep.txt", "keep"));
+  }
+  // Every file of the installation is still there.
+  bool Intact() const {
+    return qmtest::FileExists(uninstaller) && qmtest::FileExists(folder + L"\\readme.txt") &&
+           qmtest::FileExists(folder + L"\\QmkUnInst.log");
+  }
+  // Nothing of the installation is left, not even its folder; the user's file is.
+  bool Gone() const {
+    return ::GetFileAttributesW(folder.c_str()) == INVALID_FILE_ATTRIBUTES &&
+           qmtest::ReadFileBytes(root / L"keep.txt") == "keep";
+  }
+  qmtest::TempDir root{L"qm app"};
+  const std::wstring folder = root / L"Quillmark 8", uninstaller = folder + L"\\QmkUnInst.exe";
+};
 
-  apptest::Started product = apptest::StartProcess(
-      L"\"" + qmtest::BinDir() + L"\\standin-8.5.3.0\\Qmkview8.exe\" -ignoreclose");
-  ASSERT_TRUE(product.process.valid());
-  ASSERT_TRUE(apptest::WaitUntil([&] { return list.ReadInstanceCount() == 1; }, 20000));
-  apptest::WaitUntil([&] { return trace.Has("started"); }, 10000);
-
-  apptest::Started uninstaller = apptest::StartProcess(L"\"" + copy.uninstaller() + L"\"", tools.path().c_str());
-  ASSERT_TRUE(uninstaller.process.valid());
-  apptest::Started worker = apptest::WaitForChild(uninstaller.id, 2000);
-  EXPECT_EQ(apptest::WaitForExit(uninstaller.process.get(), 60000), 0);
-  ASSERT_TRUE(worker.process.valid()) << "no removal worker was started";
-
-  // The worker runs from a "uni*.tmp" copy in the temporary folder.
-  const std::wstring workerPath = apptest::ProcessImagePath(worker.process.get());
-  const std::wstring temp = apptest::TempFolder();
-  ASSERT_GT(workerPath.size(), temp.size() + 7);
-  EXPECT_TRUE(apptest::SamePath(workerPath.substr(0, temp.size()), temp)) << Narrow(workerPath);
-  std::wstring name = workerPath.substr(temp.size());
-  EXPECT_TRUE(_wcsnicmp(name.c_str(), L"uni", 3) == 0 && _wcsicmp(name.c_str() + name.size() - 4, L".tmp") == 0)
-      << Narrow(name);
-
-  EXPECT_EQ(apptest::WaitForExit(worker.process.get(), 120000), 0);
-  EXPECT_EQ(apptest::WaitForExit(product.process.get(), 10000), 0);
-
-  // The running product was asked to close, then ended by force; the worker
-  // got the folder right: it ran the installed product to unregister.
-  std::string traced = trace.Read();
-  EXPECT_NE(traced.find(std::to_string(product.id) + " close1001"), std::string::npos) << traced;
-  EXPECT_EQ(traced.find(std::to_string(product.id) + " ended"), std::string::npos) << traced;
-  EXPECT_NE(traced.find("unregonly " + Narrow(copy.folder()) + "\\Qmkview8.exe"), std::string::npos) << traced;
-
-  // regsvr32 unregistered the extension of this platform, with the quoted path.
-  std::wstring dll = IsWow64() ? L"x64\\ThumbDqm64.dll" : L"ThumbDqm32.dll";
-  std::string regsvr32 = qmtest::ReadFileBytes(tools / L"regsvr32.log");
-  EXPECT_NE(regsvr32.find(Narrow(copy.folder() + L"|regsvr32.exe /s /u \"" + copy.folder() + L"\\" + dll + L"\"")),
-            std::string::npos)
-      << regsvr32;
-
-  EXPECT_TRUE(copy.Gone());
-  std::vector<std::wstring> pending = apptest::PendingOperations();
-  apptest::ForgetPending({workerPath});
-  int at = apptest::FindPending(pending, workerPath);
-  ASSERT_GE(at, 0) << "the worker's own file is not queued for deletion";
-  EXPECT_EQ(pending[at + 1], L"");
-  EXPECT_TRUE(qmtest::FileExists(workerPath));
-  ::DeleteFileW(workerPath.c_str());
-
-  // Both left the instance list on their way out.
-  std::vector<DWORD> ids;
-  list.ReadInstanceIds(ids);
-  EXPECT_EQ(std::count(ids.begin(), ids.end(), uninstaller.id), 0);
-  EXPECT_EQ(std::count(ids.begin(), ids.end(), worker.id), 0);
+// Polls done() every 20 ms; false when it still fails after timeoutMs.
+bool WaitUntil(const std::function<bool()>& done, DWORD timeoutMs) {
+  for (DWORD waited = 0; waited < timeoutMs; waited += 20, ::Sleep(20))
+    if (done()) return true;
+  return done();
 }
 
-// A worker started by hand for an uninstaller that is gone ends with 0, queues
-// its own file and leaves the files next to the named folder alone.
-TEST(UninstallerRole, WorkerForMissingUninstallerEndsWithZero) {
-  qmtest::TempDir dir(L"qm worker");
-  const std::wstring worker = dir / L"worker copy.exe";
-  ASSERT_TRUE(::CopyFileW((qmtest::BinDir() + L"\\setup.exe").c_str(), worker.c_str(), FALSE));
-  ASSERT_TRUE(qmtest::WriteFileBytes(dir / L"keep.txt", "keep"));
+// Paths of the "uni*.tmp" files of the temporary folder.
+std::vector<std::wstring> WorkerFiles() {
+  wchar_t temp[MAX_PATH] = {};
+  ::GetTempPathW(MAX_PATH, temp);
+  std::vector<std::wstring> paths;
+  WIN32_FIND_DATAW data;
+  UniqueFindHandle find(::FindFirstFileW((std::wstring(temp) + L"uni*.tmp").c_str(), &data));
+  for (bool more = bool(find); more; more = ::FindNextFileW(find.get(), &data))
+    paths.push_back(temp + std::wstring(data.cFileName));
+  return paths;
+}
 
-  apptest::Started started =
-      apptest::StartProcess(L"\"" + worker + L"\" -delself \"" + (dir / L"gone\\QmkUnInst.exe") + L"\" -s");
-  ASSERT_TRUE(started.process.valid());
-  EXPECT_EQ(apptest::WaitForExit(started.process.get(), 120000), 0);
-  EXPECT_TRUE(qmtest::FileExists(dir / L"keep.txt"));
-  EXPECT_GE(apptest::FindPending(apptest::PendingOperations(), worker), 0);
+// commandLine run on another thread; get() gives its exit code (the process is
+// ended after timeoutMs).
+std::future<int> Start(const std::wstring& commandLine, DWORD timeoutMs) {
+  return std::async(std::launch::async, [=] { return qmtest::RunProcess(commandLine, timeoutMs); });
+}
+
+// The message box "Quillmark Setup", once it is up; null after timeoutMs.
+HWND WaitForMessageBox(DWORD timeoutMs) {
+  HWND box = nullptr;
+  auto up = [&] { return (box = ::FindWindowW(L"#32770", L"Quillmark Setup")) != nullptr && ::IsWindowVisible(box); };
+  return WaitUntil(up, timeoutMs) ? box : nullptr;
+}
+
+// A message box keeps its text in the static control 0xFFFF.
+std::wstring MessageText(HWND box) {
+  wchar_t text[1024] = {};
+  ::GetDlgItemTextW(box, 0xFFFF, text, 1024);
+  return text;
+}
+
+void Press(HWND box, int button) {
+  ::PostMessageW(box, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), reinterpret_cast<LPARAM>(::GetDlgItem(box, button)));
+}
+
+}  // namespace
+
+// The installed uninstaller, started without arguments, hands over to a
+// "uni*.tmp" copy of itself in the temporary folder; that worker removes the
+// installation and nothing next to it, queues its own file for deletion, and
+// both leave the instance list. Run by hand again for the uninstaller now
+// gone, the worker ends with 0 and touches nothing.
+TEST(UninstallerRole, HandsOverToTemporaryWorker) {
+  COXInstanceManager list(kInstanceListName, kInstanceSharedDataSize, FALSE);
+  const int listed = list.ReadInstanceCount();
+  InstalledCopy copy;
+  const std::vector<std::wstring> before = WorkerFiles();
+  EXPECT_EQ(qmtest::RunProcess(L"\"" + copy.uninstaller + L"\""), 0);
+  std::wstring worker;
+  for (const std::wstring& path : WorkerFiles())
+    if (std::find(before.begin(), before.end(), path) == before.end()) worker = path;
+  ASSERT_FALSE(worker.empty()) << "no uni*.tmp copy was made";
+  EXPECT_TRUE(WaitUntil([&] { return copy.Gone() && list.ReadInstanceCount() == listed; }, 120000));
+  EXPECT_EQ(apptest::PendingTarget(worker), L"");
+
+  EXPECT_EQ(qmtest::RunProcess(L"\"" + worker + L"\" -delself \"" + copy.uninstaller + L"\" -s", 120000), 0);
+  EXPECT_TRUE(copy.Gone());
+  apptest::ForgetPending({worker});
+  ::DeleteFileW(worker.c_str());
+}
+
+// "-v": the real confirmation box (string 6); No ends with code 2 and changes nothing.
+TEST(UninstallerWindows, ConfirmationDeclinedChangesNothing) {
+  SetResourceModule(::GetModuleHandleW(nullptr));
+  InstalledCopy copy;
+  std::future<int> exitCode = Start(L"\"" + copy.uninstaller + L"\" -v", 60000);
+  HWND box = WaitForMessageBox(30000);
+  ASSERT_NE(box, nullptr);
+  EXPECT_EQ(MessageText(box), LoadStr(IDS_CONFIRM_UNINSTALL));
+  Press(box, IDNO);
+  EXPECT_EQ(exitCode.get(), 2);
+  EXPECT_TRUE(copy.Intact());
+}
+
+// A worker started by hand with "-v" reports the removal (string 20) once it is over.
+TEST(UninstallerWindows, WorkerByHandWithVerboseReports) {
+  SetResourceModule(::GetModuleHandleW(nullptr));
+  InstalledCopy copy;
+  const std::wstring worker = copy.root / L"worker.exe";
+  ASSERT_TRUE(::CopyFileW((qmtest::BinDir() + L"\\setup.exe").c_str(), worker.c_str(), FALSE));
+  std::future<int> exitCode = Start(L"\"" + worker + L"\" -delself \"" + copy.uninstaller + L"\" -v", 120000);
+  HWND box = WaitForMessageBox(120000);
+  ASSERT_NE(box, nullptr);
+  EXPECT_EQ(MessageText(box), LoadStr(IDS_UNINSTALLED));
+  EXPECT_TRUE(copy.Gone());
+  Press(box, IDOK);
+  EXPECT_EQ(exitCode.get(), 0);
   apptest::ForgetPending({worker});
 }
