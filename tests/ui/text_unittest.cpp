@@ -5,24 +5,18 @@
 #include "ui/message_box.h"
 #include "ui/strings.h"
 
-// %s takes a wide string, as the string table's formats expect; %d and %02d work alongside.
-TEST(FormatStr, WideStringsAndNumbers) {
+// Strings load by number from our own module (an unknown number gives an empty
+// text); %s takes a wide string as the table's formats expect, alongside %d and
+// %02d, and a result longer than the first buffer is not cut.
+TEST(Strings, LoadAndFormat) {
+  EXPECT_EQ(LoadStr(IDS_CAPTION), L"Quillmark Setup");
+  EXPECT_EQ(LoadStr(9999), L"");
   EXPECT_EQ(FormatStr(L"%s ver. %d.%02d.%02d %s", L"Quillmark", 8, 5, 3, L"Beta 7"),
             L"Quillmark ver. 8.05.03 Beta 7");
   EXPECT_EQ(FormatStr(LoadStr(IDS_PORTABLE_RUN_HINT).c_str(), L"E:\\Apps"),
             L"To run portable Quillmark, double-click 'StartQM8' icon located at:\nE:\\Apps");
-}
-
-// Results longer than the first buffer are not cut.
-TEST(FormatStr, LongResultsGrowTheBuffer) {
-  std::wstring longText(3000, L'x');
+  const std::wstring longText(3000, L'x');
   EXPECT_EQ(FormatStr(L"[%s]", longText.c_str()), L"[" + longText + L"]");
-}
-
-// Strings load by number from our own module; an unknown number gives an empty text.
-TEST(LoadStr, OwnModuleAndMissingNumbers) {
-  EXPECT_EQ(LoadStr(IDS_CAPTION), L"Quillmark Setup");
-  EXPECT_EQ(LoadStr(9999), L"");
 }
 
 // The entry answers through the responder; a style without an icon gets the exclamation mark.

@@ -6,21 +6,32 @@
 #include <string>
 
 #include "app/product.h"
-#include "tests/res/resource_module.h"
+#include "res/resource.h"
+#include "sys/handles.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
-// The texts the users see, exactly as they must read (the typos are wanted).
-const std::map<UINT, std::wstring>& ExpectedTexts() {
-  static const std::map<UINT, std::wstring> texts = {
-      {1, L"Quillmark 8"},
-      {2, L"Quillmark Setup"},
-      {3, L"Quillmark"},
+// The built setup.exe beside the test program, mapped as data only (nothing of it runs).
+HMODULE SetupModule() {
+  static const UniqueModule module(
+      ::LoadLibraryExW((qmtest::BinDir() + L"\\setup.exe").c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+  return module.get();
+}
+
+const void* ResourceData(UINT id, LPCWSTR type) {
+  HRSRC found = ::FindResourceW(SetupModule(), MAKEINTRESOURCEW(id), type);
+  return found ? ::LockResource(::LoadResource(SetupModule(), found)) : nullptr;
+}
+
+// Every numbered text of the program reads exactly as the users know it (the typos are wanted).
+TEST(StringTableTest, TextsAreExact) {
+  const std::map<UINT, std::wstring> expectedTexts = {
+      {1, L"Quillmark 8"}, {2, L"Quillmark Setup"}, {3, L"Quillmark"}, {101, L"Quillmark 8 Help"},
       {4, L"%d instances of Quillmark are currently opened. ff you click \"Yes\" button, SETUP will try "
           L"to close them without saving any editing work you may have done. \n\nContinue installation?"},
       {6, L"This will completely uninstall Quillmark 8.\nDo you want to continue?"},
-      {7, L"Please accept the License Agreement"},
-      {8, L"&Finish >"},
+      {7, L"Please accept the License Agreement"}, {8, L"&Finish >"}, {21, L"Yes"}, {22, L"No"},
       {9, L"Quillmark 8 has been successfully installed."},
       {10, L"Press the Finish button to exit this installation."},
       {11, L"Do you really want to cancel Quillmark setup?"},
@@ -42,8 +53,6 @@ const std::map<UINT, std::wstring>& ExpectedTexts() {
            L"copy, please do not change the destination folder."},
       {20, L"Quillmark 8 has been completely uninstalled from this computer.\n\nIf some Quillmark files "
            L"could not be deleted at this time, they will be removed upon the reboot of this computer."},
-      {21, L"Yes"},
-      {22, L"No"},
       {23, L"Error: Please enter a valid group name, minimum 3 letters"},
       {24, L"Error: Can not install shortcuts into this group, please select a different name."},
       {26, L"Click the Browse button and select a folder on a removable disk/USB key or network drive."},
@@ -54,53 +63,43 @@ const std::map<UINT, std::wstring>& ExpectedTexts() {
       {31, L"Restart the computer when I click \"Finish\""},
       {33, L"1 instance of Quillmark is currently opened. If you click \"Yes\" button, SETUP will try to "
            L"close it without saving any editing work you may have done. \n\nContinue installation?"},
-      {101, L"Quillmark 8 Help"},
   };
-  return texts;
-}
-
-// The whole text of one string, or nothing when the table lacks it.
-bool LoadText(HMODULE module, UINT id, std::wstring* text) {
-  const wchar_t* data = nullptr;
-  int length = ::LoadStringW(module, id, reinterpret_cast<LPWSTR>(&data), 0);
-  if (length <= 0 || !data) return false;
-  text->assign(data, length);
-  return true;
-}
-
-// Collects the ids of every string in the table: strings come in blocks of 16.
-BOOL CALLBACK CollectBlock(HMODULE module, LPCWSTR, LPWSTR name, LONG_PTR param) {
-  if (!IS_INTRESOURCE(name)) return TRUE;
-  auto* ids = reinterpret_cast<std::set<UINT>*>(param);
-  UINT first = (static_cast<UINT>(reinterpret_cast<ULONG_PTR>(name)) - 1) * 16;
-  for (UINT id = first; id < first + 16; ++id) {
-    std::wstring text;
-    if (LoadText(module, id, &text)) ids->insert(id);
-  }
-  return TRUE;
-}
-
-// Every numbered text of the program reads exactly as the users know it.
-TEST(StringTableTest, TextsAreExact) {
-  HMODULE module = qmtest::ResourceModule();
-  ASSERT_NE(nullptr, module);
-  for (const auto& [id, expected] : ExpectedTexts()) {
+  ASSERT_NE(nullptr, SetupModule());
+  for (const auto& [id, expected] : expectedTexts) {
     SCOPED_TRACE(id);
-    std::wstring text;
-    ASSERT_TRUE(LoadText(module, id, &text));
-    EXPECT_EQ(expected, text);
+    const wchar_t* text = nullptr;
+    int length = ::LoadStringW(SetupModule(), id, reinterpret_cast<LPWSTR>(&text), 0);
+    ASSERT_GT(length, 0);
+    EXPECT_EQ(expected, std::wstring(text, length));
   }
 }
 
-// The table holds these numbers and no others.
-TEST(StringTableTest, NoMissingOrStrayStrings) {
-  HMODULE module = qmtest::ResourceModule();
-  ASSERT_NE(nullptr, module);
-  std::set<UINT> ids;
-  ::EnumResourceNamesW(module, RT_STRING, CollectBlock, reinterpret_cast<LONG_PTR>(&ids));
-  std::set<UINT> expected;
-  for (const auto& entry : ExpectedTexts()) expected.insert(entry.first);
-  EXPECT_EQ(expected, ids);
+// The wizard picture is a 24-bit bitmap sized for the frame's picture control,
+// not a blank one; the setup icon comes in 16, 32 and 48 pixels with an alpha channel.
+TEST(ArtTest, WizardBitmapAndSetupIcon) {
+  const auto* bitmap = static_cast<const BITMAPINFOHEADER*>(ResourceData(IDB_WIZARD, RT_BITMAP));
+  ASSERT_NE(nullptr, bitmap);
+  EXPECT_EQ(192, bitmap->biWidth);
+  EXPECT_EQ(396, bitmap->biHeight);  // bottom-up rows
+  EXPECT_EQ(24, bitmap->biBitCount);
+  const BYTE* bits = reinterpret_cast<const BYTE*>(bitmap) + bitmap->biSize;
+  EXPECT_NE(0, memcmp(bits, bits + ((192 * 3 + 3) & ~3) * 395, 3));  // the gradient runs downwards
+
+#pragma pack(push, 2)
+  struct Entry { BYTE width, height, colours, reserved; WORD planes, bitCount; DWORD bytes; WORD id; };
+#pragma pack(pop)
+  const auto* group = static_cast<const WORD*>(ResourceData(IDI_SETUP, RT_GROUP_ICON));
+  ASSERT_NE(nullptr, group);
+  std::set<int> sizes;
+  const auto* entries = reinterpret_cast<const Entry*>(group + 3);  // after reserved, type and count
+  for (const Entry* entry = entries; entry < entries + group[2]; ++entry) {
+    sizes.insert(entry->width);
+    const auto* icon = static_cast<const BITMAPINFOHEADER*>(ResourceData(entry->id, RT_ICON));
+    ASSERT_NE(nullptr, icon);
+    EXPECT_EQ(entry->width, icon->biWidth);
+    EXPECT_EQ(32, icon->biBitCount);
+  }
+  EXPECT_EQ((std::set<int>{16, 32, 48}), sizes);
 }
 
 }  // namespace
