@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -18,29 +19,23 @@ using qmtest::StartStandin;
 using qmtest::TakePosted;
 using qmtest::UniqueListName;
 
-// Lengthens the sweep's pause so that a copy surely handles its close request
-// before the termination; records the pauses asked for.
-class PatientSweep {
- public:
+// The sweep's pauses, lengthened so that a copy surely handles its close
+// request before the termination.
+std::vector<DWORD> pauses;
+void WINAPI PatientPause(DWORD milliseconds) {
+  pauses.push_back(milliseconds);
+  ::Sleep(1500);
+}
+struct PatientSweep {
   PatientSweep() {
-    requested().clear();
-    pSweepPause = Pause;
+    pauses.clear();
+    pSweepPause = PatientPause;
   }
   ~PatientSweep() { pSweepPause = ::Sleep; }
-  static std::vector<DWORD>& requested() {
-    static std::vector<DWORD> pauses;
-    return pauses;
-  }
-
- private:
-  static void WINAPI Pause(DWORD milliseconds) {
-    requested().push_back(milliseconds);
-    ::Sleep(1500);
-  }
 };
 
-// Only an unowned, non-tool window whose title opens with the product name
-// (and is not one of the two system window titles) is the main window.
+// Only an unowned, non-tool window of the process whose title opens with the
+// product name (and is not one of the two system window titles) is its main window.
 TEST(FindProcessMainWindow, MatchesOnlyUnownedProductTitledWindows) {
   LocalWindow owner(L"Owner of the dialog");
   struct Case {
@@ -49,111 +44,82 @@ TEST(FindProcessMainWindow, MatchesOnlyUnownedProductTitledWindows) {
     bool owned, found;
   };
   const Case cases[] = {
-      {L"Quillmark 8 - picture.qmk", 0, false, true}, {L"Quillmark", 0, false, true},
-      {L"QuillmarkX", 0, false, true},                {L"My Quillmark 8", 0, false, false},
-      {L" Quillmark 8", 0, false, false},             {L"quillmark 8", 0, false, false},
-      {L"", 0, false, false},                         {L"DDE Server Window", 0, false, false},
-      {L"OleMainThreadWndName", 0, false, false},     {L"Quill", 0, false, false},
-      {L"Quillmark tool", WS_EX_TOOLWINDOW, false, false},
-      {L"Quillmark owned", 0, true, false},
-  };
+      {L"Quillmark 8 - picture.qmk", 0, false, true}, {L"QuillmarkX", 0, false, true},
+      {L"My Quillmark 8", 0, false, false},           {L"quillmark 8", 0, false, false},
+      {L"", 0, false, false},                         {L"Quill", 0, false, false},
+      {L"DDE Server Window", 0, false, false},        {L"OleMainThreadWndName", 0, false, false},
+      {L"Quillmark tool", WS_EX_TOOLWINDOW, false, false}, {L"Quillmark owned", 0, true, false}};
   for (const Case& c : cases) {
     SCOPED_TRACE(qmtest::Narrow(c.title));
     LocalWindow window(c.title, c.exStyle, c.owned ? owner.get() : nullptr);
     ASSERT_NE(window.get(), nullptr);
     EXPECT_EQ(FindProcessMainWindow(::GetCurrentProcessId()), c.found ? window.get() : nullptr);
+    EXPECT_EQ(FindProcessMainWindow(0x7FFFFFF1u), nullptr);
   }
-  // Another process's product window is not this process's.
-  LocalWindow main(L"Quillmark main");
-  EXPECT_EQ(FindProcessMainWindow(0x7FFFFFF1u), nullptr);
 }
 
-// CloseProcessWindow posts a plain WM_CLOSE to another process's window; the
-// copy ends and leaves the list. Disabled or missing windows are not closed.
-TEST(CloseProcessWindow, PostsPlainCloseToEnabledWindowsOnly) {
+// Surplus closing asks copies with a plain WM_CLOSE from the newest on until
+// the surplus is met, skipping disabled windows; what is left falls to this
+// process's own window.
+TEST(WriteInstanceLimit, ClosesTheNewestCopiesBeyondTheLimit) {
+  LocalWindow own(L"Quillmark own window");
   StandinTrace trace;
-  std::wstring name = UniqueListName(L"closewin");
-  ChildProcess copy, tool;
-  ASSERT_TRUE(StartStandin(copy, trace, name));
-  ASSERT_TRUE(StartStandin(tool, trace, name, L"-toolwindow"));
-  COXInstanceManager list(name.c_str(), 1024, FALSE);
-  ASSERT_EQ(Ids(list), (std::vector<DWORD>{copy.id(), tool.id()}));
+  std::wstring name = UniqueListName(L"surplus");
+  COXInstanceManager list(name.c_str(), 1024, TRUE);
+  ChildProcess older, newer;
+  ASSERT_TRUE(StartStandin(older, trace, name));
+  ASSERT_TRUE(StartStandin(newer, trace, name));
+  EXPECT_TRUE(list.WriteInstanceLimit(2, TRUE));
+  ASSERT_TRUE(newer.WaitEnded());
+  EXPECT_TRUE(trace.Has(newer.id, "close 0"));
+  EXPECT_FALSE(older.WaitEnded(300));
+  EXPECT_EQ(Ids(list), (std::vector<DWORD>{::GetCurrentProcessId(), older.id}));
+  EXPECT_TRUE(TakePosted(WM_CLOSE, WM_CLOSE).empty());
 
-  HWND window = FindProcessMainWindow(copy.id());
-  ASSERT_NE(window, nullptr);
-  DWORD owner = 0;
-  ::GetWindowThreadProcessId(window, &owner);
-  EXPECT_EQ(owner, copy.id());
-  ::EnableWindow(window, FALSE);
-  EXPECT_FALSE(CloseProcessWindow(copy.id()));
-  EXPECT_FALSE(CloseProcessWindow(tool.id()));
-  ::EnableWindow(window, TRUE);
-  EXPECT_TRUE(CloseProcessWindow(copy.id()));
-  ASSERT_TRUE(copy.WaitEnded());
-  EXPECT_TRUE(trace.Has(copy.id(), "close 0"));
-  EXPECT_FALSE(trace.Has(copy.id(), "close1001"));
-  EXPECT_EQ(Ids(list), std::vector<DWORD>{tool.id()});
-  EXPECT_TRUE(tool.Running());
+  HWND olderWindow = FindProcessMainWindow(older.id);
+  ASSERT_NE(olderWindow, nullptr);
+  ::EnableWindow(olderWindow, FALSE);
+  EXPECT_TRUE(list.WriteInstanceLimit(1, TRUE));
+  EXPECT_FALSE(older.WaitEnded(300));
+  std::vector<MSG> closes = TakePosted(WM_CLOSE, WM_CLOSE);
+  ASSERT_EQ(closes.size(), 1u);
+  EXPECT_EQ(closes[0].hwnd, own.get());
+  EXPECT_EQ(closes[0].wParam, 0u);
 }
 
-// The sweep closes with wParam 1001, pauses 10 ms per copy, skips this process
-// and visits only count-1 entries: with this process first, the last copy
-// keeps running.
-TEST(CloseRunningCopies, VisitsOnlyTheFirstCountMinusOneEntries) {
+// The sweep visits the first count-1 entries, skipping this process (first
+// here, so the last copy is spared): each copy gets WM_CLOSE 1001, 10 ms, and
+// is terminated, also when it ignores the request or has no qualifying window
+// (the request then goes to no window, into this thread's queue). Terminated
+// copies stay listed.
+TEST(CloseRunningCopies, ClosesAndTerminatesTheFirstCountMinusOne) {
   StandinTrace trace;
   std::wstring name = UniqueListName(L"sweep");
   COXInstanceManager list(name.c_str(), 1024, TRUE);
-  ChildProcess a, b, c;
-  for (ChildProcess* copy : {&a, &b, &c}) ASSERT_TRUE(StartStandin(*copy, trace, name));
-  ASSERT_EQ(Ids(list), (std::vector<DWORD>{::GetCurrentProcessId(), a.id(), b.id(), c.id()}));
-  TakePosted();
-
-  PatientSweep patient;
-  CloseRunningCopies(list, list.ReadInstanceCount() - 1);
-  EXPECT_EQ(PatientSweep::requested(), (std::vector<DWORD>{10, 10}));
-  for (ChildProcess* copy : {&a, &b}) {
-    ASSERT_TRUE(copy->WaitEnded());
-    EXPECT_EQ(copy->ExitCode(), 0u);
-    EXPECT_TRUE(trace.Has(copy->id(), "close1001"));
-  }
-  EXPECT_FALSE(c.WaitEnded(500));
-  EXPECT_FALSE(trace.Has(c.id(), "close1001"));
-  EXPECT_FALSE(trace.Has(c.id(), "close"));
-  // Both had their window, and this process was not asked: nothing queued here.
-  EXPECT_TRUE(TakePosted(WM_CLOSE, WM_CLOSE).empty());
-}
-
-// Copies without a qualifying window (tool window, system title, only an
-// owned product window), or ignoring the request, are still terminated; the
-// close request for a windowless copy lands in this thread's queue.
-// Terminated copies stay listed.
-TEST(CloseRunningCopies, TerminatesCopiesWhoseWindowDoesNotQualify) {
-  StandinTrace trace;
-  std::wstring name = UniqueListName(L"sweep-terminate");
-  ChildProcess stubborn, tool, dde, owned;
+  ChildProcess plain, stubborn, tool, spared;
+  ASSERT_TRUE(StartStandin(plain, trace, name));
   ASSERT_TRUE(StartStandin(stubborn, trace, name, L"-ignoreclose"));
   ASSERT_TRUE(StartStandin(tool, trace, name, L"-toolwindow"));
-  ASSERT_TRUE(StartStandin(dde, trace, name, L"-title \"DDE Server Window\""));
-  ASSERT_TRUE(StartStandin(owned, trace, name, L"-owned-only"));
-  COXInstanceManager list(name.c_str(), 1024, TRUE);  // this process last, as in setup
-  ASSERT_EQ(list.ReadInstanceCount(), 5);
+  ASSERT_TRUE(StartStandin(spared, trace, name));
   TakePosted();
 
   PatientSweep patient;
   CloseRunningCopies(list, list.ReadInstanceCount() - 1);
-  for (ChildProcess* copy : {&stubborn, &tool, &dde, &owned}) {
+  EXPECT_EQ(pauses, std::vector<DWORD>(3, 10));
+  for (ChildProcess* copy : {&plain, &stubborn, &tool}) {
     ASSERT_TRUE(copy->WaitEnded());
     EXPECT_EQ(copy->ExitCode(), 0u);
-    EXPECT_EQ(trace.Has(copy->id(), "close1001"), copy == &stubborn);
+    EXPECT_EQ(trace.Has(copy->id, "close1001"), copy != &tool);
   }
-  EXPECT_FALSE(trace.Has(stubborn.id(), "ended"));
+  EXPECT_FALSE(trace.Has(stubborn.id, "ended"));
   std::vector<MSG> unaddressed = TakePosted(WM_CLOSE, WM_CLOSE);
-  ASSERT_EQ(unaddressed.size(), 3u);
-  for (const MSG& message : unaddressed) {
-    EXPECT_EQ(message.hwnd, nullptr);
-    EXPECT_EQ(message.wParam, 1001u);
-  }
-  EXPECT_EQ(list.ReadInstanceCount(), 5);
+  ASSERT_EQ(unaddressed.size(), 1u);
+  EXPECT_EQ(unaddressed[0].hwnd, nullptr);
+  EXPECT_EQ(unaddressed[0].wParam, 1001u);
+  EXPECT_FALSE(spared.WaitEnded(500));
+  EXPECT_FALSE(trace.Has(spared.id, "close"));
+  std::vector<DWORD> left = Ids(list);
+  for (ChildProcess* copy : {&stubborn, &tool}) EXPECT_EQ(std::count(left.begin(), left.end(), copy->id), 1);
 }
 
 // The loop runs at least once even for a count of 0, and a count past the
@@ -165,31 +131,12 @@ TEST(CloseRunningCopies, RunsOnceForZeroAndStopsAtTheListsEnd) {
   ASSERT_TRUE(StartStandin(first, trace, name));
   COXInstanceManager list(name.c_str(), 1024, TRUE);
   ASSERT_TRUE(StartStandin(second, trace, name));
-  ASSERT_EQ(Ids(list), (std::vector<DWORD>{first.id(), ::GetCurrentProcessId(), second.id()}));
-
   CloseRunningCopies(list, 0);
   ASSERT_TRUE(first.WaitEnded());
-  EXPECT_EQ(first.ExitCode(), 0u);
-  EXPECT_TRUE(second.Running());
+  EXPECT_FALSE(second.WaitEnded(300));
   CloseRunningCopies(list, 50);
-  ASSERT_TRUE(second.WaitEnded());
-  EXPECT_EQ(second.ExitCode(), 0u);
+  EXPECT_TRUE(second.WaitEnded());
   TakePosted();
-}
-
-// Surplus closing walks from the newest entry and closes only the surplus.
-TEST(WriteInstanceLimit, ClosesTheNewestCopiesBeyondTheLimit) {
-  StandinTrace trace;
-  std::wstring name = UniqueListName(L"surplus");
-  COXInstanceManager list(name.c_str(), 1024, TRUE);
-  ChildProcess older, newer;
-  ASSERT_TRUE(StartStandin(older, trace, name));
-  ASSERT_TRUE(StartStandin(newer, trace, name));
-  EXPECT_TRUE(list.WriteInstanceLimit(2, TRUE));
-  ASSERT_TRUE(newer.WaitEnded());
-  EXPECT_TRUE(trace.Has(newer.id(), "close 0"));
-  EXPECT_FALSE(older.WaitEnded(300));
-  EXPECT_EQ(Ids(list), (std::vector<DWORD>{::GetCurrentProcessId(), older.id()}));
 }
 
 // The stand-ins' windows hear of copies joining (1946) and leaving (1947) the
@@ -202,13 +149,13 @@ TEST(InstanceNotifications, ReachTheStandinsWindows) {
   ASSERT_TRUE(StartStandin(copy, trace, name));
   {
     COXInstanceManager list(name.c_str(), 1024, TRUE);
-    EXPECT_TRUE(trace.WaitFor(copy.id(), "msg1946 " + self));
+    EXPECT_TRUE(trace.Has(copy.id, "msg1946 " + self, 30000));
     ASSERT_TRUE(StartStandin(second, trace, name));
-    EXPECT_TRUE(trace.WaitFor(copy.id(), "msg1946 " + std::to_string(second.id())));
+    EXPECT_TRUE(trace.Has(copy.id, "msg1946 " + std::to_string(second.id), 30000));
     TakePosted();
   }
   for (ChildProcess* listener : {&copy, &second})
-    EXPECT_TRUE(trace.WaitFor(listener->id(), "msg1947 " + self)) << listener->id();
+    EXPECT_TRUE(trace.Has(listener->id, "msg1947 " + self, 30000)) << listener->id;
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "sys/platform.h"
 #include "sys/registry.h"
 #include "tests/install/install_test_util.h"
+#include "tests/support/test_support.h"
 
 namespace {
 
@@ -20,9 +21,7 @@ using qmtest::MakeKey;
 constexpr wchar_t kMakerKey[] = L"SOFTWARE\\QmTest Maker";
 constexpr wchar_t kProductKey[] = L"SOFTWARE\\QmTest Maker\\QmTest Product";
 constexpr wchar_t kApplicationKey[] = L"SOFTWARE\\Classes\\Applications\\QmTestView.exe";
-constexpr wchar_t kUninstallKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
-constexpr wchar_t kAppPathKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\QmTestView.exe";
-constexpr wchar_t kRegistered[] = L"SOFTWARE\\RegisteredApplications";
+constexpr wchar_t kUninstallEntry[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\QmTest Entry";
 constexpr wchar_t kHostKey[] = L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\qmrkff";
 
 std::vector<std::wstring> Profiles() {
@@ -32,93 +31,63 @@ std::vector<std::wstring> Profiles() {
   return names;
 }
 
-void RemoveEntries() { RemoveRegistryEntries(L"QmTest Maker", L"QmTest Product", L"QmTest Entry", L"QmTestView.exe"); }
+void RemoveEntries() {
+  RemoveRegistryEntries(L"QmTest Maker", L"QmTest Product", L"QmTest Entry", L"QmTestView.exe");
+}
 
-// The machine, the current user, and the machine's two views for the host key.
+// The machine's two views and the current user, for the host key.
 struct HostPlace { HKEY root; REGSAM view; };
 const HostPlace kHostPlaces[] = {
     {HKEY_LOCAL_MACHINE, KEY_WOW64_64KEY}, {HKEY_LOCAL_MACHINE, KEY_WOW64_32KEY}, {HKEY_CURRENT_USER, 0}};
 
+// Drops the keys the tests make (the prefix is the test bench's own).
 class RegistryCleanupTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    for (int i = 0; i < 3; ++i) mozillaExisted_[i] = KeyExists(kHostPlaces[i].root, L"SOFTWARE\\Mozilla", kHostPlaces[i].view);
-  }
   void TearDown() override {
-    for (const std::wstring& key : {std::wstring(kMakerKey), std::wstring(kApplicationKey), std::wstring(kAppPathKey),
-                                    std::wstring(kUninstallKey) + L"QmTest Entry",
-                                    std::wstring(kUninstallKey) + L"QmTest Nested"})
-      DropKey(HKEY_LOCAL_MACHINE, key);
-    DropKey(HKEY_CURRENT_USER, kMakerKey);
+    for (const wchar_t* key : {kMakerKey, kApplicationKey, kUninstallEntry}) DropKey(HKEY_LOCAL_MACHINE, key);
     for (const std::wstring& profile : Profiles())
       for (const wchar_t* key : {kMakerKey, kApplicationKey}) DropKey(HKEY_USERS, profile + L"\\" + key);
-    for (const wchar_t* key : {L"QM8.Document", L"Quillmark.8"}) DropKey(HKEY_CLASSES_ROOT, key);
-    for (const wchar_t* name : {L"Quillmark.8", L"QmTest Other"})
-      ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kRegistered, name);
-    for (int i = 0; i < 3; ++i) {
-      DropKey(kHostPlaces[i].root, kHostKey, kHostPlaces[i].view);
-      if (!mozillaExisted_[i]) DropKey(kHostPlaces[i].root, L"SOFTWARE\\Mozilla", kHostPlaces[i].view);
-    }
+    for (const HostPlace& place : kHostPlaces) DropKey(place.root, kHostKey, place.view);
   }
-
-  bool mozillaExisted_[3] = {};
 };
 
-// The product key goes with its whole tree, for the machine, the user and every
-// profile under HKEY_USERS; the maker key stays while another product is in it
-// and goes once empty.
+// The product key goes with its whole tree, for the machine and every profile
+// under HKEY_USERS (the current user among them), and so does the application
+// key; the maker key stays while another product is in it and goes once empty.
 TEST_F(RegistryCleanupTest, MakerKeyKeptOnlyWhileShared) {
   std::vector<std::wstring> profiles = Profiles();
   ASSERT_GE(profiles.size(), 2u);
-  for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
-    ASSERT_TRUE(MakeKey(root, std::wstring(kProductKey) + L"\\Settings\\Deeper"));
-    ASSERT_TRUE(MakeKey(root, std::wstring(kProductKey) + L"\\Recent"));
-  }
-  for (const std::wstring& profile : profiles) {
-    ASSERT_TRUE(MakeKey(HKEY_USERS, profile + L"\\" + kProductKey + L"\\Sub"));
-    ASSERT_TRUE(MakeKey(HKEY_USERS, profile + L"\\" + kApplicationKey + L"\\shell"));
-  }
-  ASSERT_TRUE(MakeKey(HKEY_USERS, profiles[0] + L"\\" + kMakerKey + L"\\Sibling"));
+  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kProductKey) + L"\\Settings\\Deeper"));
   ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kMakerKey) + L"\\Other Product"));
   ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kApplicationKey) + L"\\shell\\open\\command"));
+  for (const std::wstring& profile : profiles)
+    for (const wchar_t* key : {kProductKey, kApplicationKey})
+      ASSERT_TRUE(MakeKey(HKEY_USERS, profile + L"\\" + key + L"\\Sub"));
+  ASSERT_TRUE(MakeKey(HKEY_USERS, profiles[0] + L"\\" + kMakerKey + L"\\Sibling"));
   RemoveEntries();
   EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kProductKey));
   EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kMakerKey) + L"\\Other Product"));
-  EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, kMakerKey));
   EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kApplicationKey));
   for (size_t i = 0; i < profiles.size(); ++i) {
-    SCOPED_TRACE(std::string(profiles[i].begin(), profiles[i].end()));
-    EXPECT_FALSE(KeyExists(HKEY_USERS, profiles[i] + L"\\" + kProductKey));
-    EXPECT_FALSE(KeyExists(HKEY_USERS, profiles[i] + L"\\" + kApplicationKey));
+    SCOPED_TRACE(qmtest::Narrow(profiles[i]));
+    for (const wchar_t* key : {kProductKey, kApplicationKey})
+      EXPECT_FALSE(KeyExists(HKEY_USERS, profiles[i] + L"\\" + key));
     EXPECT_EQ(KeyExists(HKEY_USERS, profiles[i] + L"\\" + kMakerKey), i == 0);
   }
-
   DropKey(HKEY_LOCAL_MACHINE, std::wstring(kMakerKey) + L"\\Other Product");
   RemoveEntries();
   EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kMakerKey));
 }
 
-// Identifiers, uninstall entry (a plain delete), App Paths, registered
-// application and the native-messaging host, in the 64-bit view on a 64-bit
-// system (the 32-bit view is another key and stays).
-TEST_F(RegistryCleanupTest, MachineEntries) {
-  ASSERT_TRUE(MakeKey(HKEY_CLASSES_ROOT, L"QM8.Document\\shell\\open\\command"));
-  ASSERT_TRUE(MakeKey(HKEY_CLASSES_ROOT, L"Quillmark.8\\DefaultIcon"));
-  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"QmTest Entry"));
-  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"QmTest Nested\\Child"));
-  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kAppPathKey) + L"\\Sub"));
-  ASSERT_TRUE(WriteRegString(HKEY_LOCAL_MACHINE, kRegistered, L"Quillmark.8", L"x"));
-  ASSERT_TRUE(WriteRegString(HKEY_LOCAL_MACHINE, kRegistered, L"QmTest Other", L"y"));
-  for (const HostPlace& place : kHostPlaces) ASSERT_TRUE(MakeKey(place.root, std::wstring(kHostKey) + L"\\sub", place.view));
-
+// The uninstall entry goes by a plain delete, so one with a sub-key stays; the
+// native-messaging host goes for the user and from the machine's 64-bit view
+// on a 64-bit system (the 32-bit view is another key and stays).
+TEST_F(RegistryCleanupTest, UninstallEntryAndNativeMessagingHost) {
+  ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallEntry) + L"\\Child"));
+  for (const HostPlace& place : kHostPlaces)
+    ASSERT_TRUE(MakeKey(place.root, std::wstring(kHostKey) + L"\\sub", place.view));
   RemoveEntries();
-  EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"QM8.Document"));
-  EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"Quillmark.8"));
-  EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"QmTest Entry"));
-  EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, std::wstring(kUninstallKey) + L"QmTest Nested"));
-  EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kAppPathKey));
-  EXPECT_EQ(GetString(HKEY_LOCAL_MACHINE, kRegistered, L"Quillmark.8"), L"<missing>");
-  EXPECT_EQ(GetString(HKEY_LOCAL_MACHINE, kRegistered, L"QmTest Other"), L"y");
+  EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, kUninstallEntry));
   EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kHostKey, KEY_WOW64_64KEY));
   EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, kHostKey, KEY_WOW64_32KEY));
   EXPECT_FALSE(KeyExists(HKEY_CURRENT_USER, kHostKey));
