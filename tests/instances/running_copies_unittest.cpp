@@ -19,20 +19,13 @@ using qmtest::StartStandin;
 using qmtest::TakePosted;
 using qmtest::UniqueListName;
 
-// The sweep's pauses, lengthened so that a copy surely handles its close
-// request before the termination.
+// The sweep's pause, lengthened so that a copy surely handles its close request
+// before the termination; records the pauses asked for.
 std::vector<DWORD> pauses;
 void WINAPI PatientPause(DWORD milliseconds) {
   pauses.push_back(milliseconds);
   ::Sleep(1500);
 }
-struct PatientSweep {
-  PatientSweep() {
-    pauses.clear();
-    pSweepPause = PatientPause;
-  }
-  ~PatientSweep() { pSweepPause = ::Sleep; }
-};
 
 // Only an unowned, non-tool window of the process whose title opens with the
 // product name (and is not one of the two system window titles) is its main window.
@@ -103,8 +96,9 @@ TEST(CloseRunningCopies, ClosesAndTerminatesTheFirstCountMinusOne) {
   ASSERT_TRUE(StartStandin(spared, trace, name));
   TakePosted();
 
-  PatientSweep patient;
+  pSweepPause = PatientPause;
   CloseRunningCopies(list, list.ReadInstanceCount() - 1);
+  pSweepPause = ::Sleep;
   EXPECT_EQ(pauses, std::vector<DWORD>(3, 10));
   for (ChildProcess* copy : {&plain, &stubborn, &tool}) {
     ASSERT_TRUE(copy->WaitEnded());

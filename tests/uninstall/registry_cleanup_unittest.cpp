@@ -111,27 +111,19 @@ void PutChoice(const wchar_t* ext, const wchar_t* progid) {
 }
 std::wstring Get(const wchar_t* ext, const wchar_t* name) { return GetString(HKEY_CURRENT_USER, Ext(ext), name); }
 
+// Counts the change notices; puts the version record and the per-user keys back.
 class AssociationTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    savedVersion_ = windowsVersion;
-    savedNotify_ = pShellChangeNotify;
-    pShellChangeNotify = CountNotice;
-    noticeCount = 0;
-    fileExtsExisted_ = KeyExists(HKEY_CURRENT_USER, kFileExts);
-    for (const wchar_t* ext : kUsedExtensions)
-      if (KeyExists(HKEY_CURRENT_USER, Ext(ext))) GTEST_SKIP() << "the prefix already has per-user associations";
-  }
+  void SetUp() override { pShellChangeNotify = CountNotice; noticeCount = 0; }
   void TearDown() override {
-    windowsVersion = savedVersion_;
     pShellChangeNotify = savedNotify_;
     for (const wchar_t* ext : kUsedExtensions) DropKey(HKEY_CURRENT_USER, Ext(ext));
     if (!fileExtsExisted_) DropKey(HKEY_CURRENT_USER, kFileExts);
   }
 
-  OSVERSIONINFOEXW savedVersion_ = {};
-  ShellChangeNotifyFn savedNotify_ = nullptr;
-  bool fileExtsExisted_ = false;
+  qmtest::SettingsRestorer restorer_;
+  ShellChangeNotifyFn savedNotify_ = pShellChangeNotify;
+  bool fileExtsExisted_ = KeyExists(HKEY_CURRENT_USER, kFileExts);
 };
 
 // Below 6 the product's handlers go back to what it saved, or go; from 6 on the
