@@ -52,12 +52,10 @@ struct SavedValue {
   bool existed = ::RegGetValueW(root, subkey.c_str(), name.c_str(), RRF_RT_ANY | RRF_NOEXPAND, &type,
                                 data.data(), &size) == ERROR_SUCCESS;
   ~SavedValue() {
-    CKey key;
-    if (key.Create(root, subkey.c_str()) != ERROR_SUCCESS) return;
     if (existed)
-      ::RegSetValueExW(key.get(), name.c_str(), 0, type, data.data(), size);
+      ::RegSetKeyValueW(root, subkey.c_str(), name.c_str(), type, data.data(), size);
     else
-      ::RegDeleteValueW(key.get(), name.c_str());
+      ::RegDeleteKeyValueW(root, subkey.c_str(), name.c_str());
   }
 };
 
