@@ -16,31 +16,35 @@ using qmtest::FileExists;
 using qmtest::FindPendingRename;
 using qmtest::ReadFileBytes;
 using qmtest::WriteFileBytes;
+using Names = std::vector<std::wstring>;
 
-std::wstring OwnExecutable() {
-  wchar_t path[MAX_PATH] = {};
-  ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  return path;
-}
-
-// The file names FindFirstFileW hands out for pattern in folder, in its order.
-std::vector<std::wstring> FoundNames(const std::wstring& folder, const std::wstring& pattern) {
-  std::vector<std::wstring> names;
+// The file names FindFirstFileW hands out for pattern in folder, sorted without regard to case.
+Names FoundNames(const std::wstring& folder, const std::wstring& pattern) {
+  Names names;
   WIN32_FIND_DATAW found;
   UniqueFindHandle find(::FindFirstFileW((folder + L"\\" + pattern).c_str(), &found));
-  if (!find) return names;
-  do {
+  while (find) {
     if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) names.push_back(found.cFileName);
-  } while (::FindNextFileW(find.get(), &found));
-  return names;
-}
-
-// The same names sorted without regard to case.
-std::vector<std::wstring> SortedNames(const std::wstring& folder, const std::wstring& pattern) {
-  std::vector<std::wstring> names = FoundNames(folder, pattern);
+    if (!::FindNextFileW(find.get(), &found)) break;
+  }
   std::sort(names.begin(), names.end(), [](auto& a, auto& b) { return ::_wcsicmp(a.c_str(), b.c_str()) < 0; });
   return names;
 }
+
+// Maps a PE file as an image, as the loader does for a running program or a
+// loaded DLL: the file then cannot be deleted but can be renamed.
+struct ImageHold {
+  explicit ImageHold(const std::wstring& path)
+      : file(qmtest::HoldFile(path, FILE_SHARE_READ | FILE_SHARE_DELETE)),
+        mapping(file ? ::CreateFileMappingW(file.get(), nullptr, PAGE_READONLY | SEC_IMAGE, 0, 0, nullptr) : nullptr),
+        view(mapping ? ::MapViewOfFile(mapping.get(), FILE_MAP_READ, 0, 0, 0) : nullptr) {}
+  ~ImageHold() {
+    if (view) ::UnmapViewOfFile(view);
+  }
+  UniqueFileHandle file;
+  UniqueHandle mapping;
+  void* view;
+};
 
 class FileInstallTest : public testing::Test {
  protected:
@@ -57,8 +61,9 @@ class FileInstallTest : public testing::Test {
 };
 
 // Same folder (in other letter case): success without touching anything unless
-// a new name asks for a copy; a missing source or script fails and makes nothing.
-TEST_F(FileInstallTest, SameFolderAndMissingInputs) {
+// a new name asks for a copy; a missing source or script fails and makes nothing;
+// a read-only, hidden target is replaced, folders ending in '/' or '\' joined as they are.
+TEST_F(FileInstallTest, SameFolderReadOnlyTargetAndMissingInputs) {
   ASSERT_TRUE(WriteFileBytes(src_ + L"\\a.txt", "new"));
   ASSERT_TRUE(WriteFileBytes(src_ + L"\\b.txt", "old"));
   std::wstring upper = src_;
@@ -70,37 +75,33 @@ TEST_F(FileInstallTest, SameFolderAndMissingInputs) {
   EXPECT_EQ(ReadFileBytes(src_ + L"\\b.txt"), "new");
 
   EXPECT_EQ(InstallOneFile(L"none.txt", src_, dst_, nullptr), 0);
-  EXPECT_EQ(InstallOneFile(L"none.txt", src_, dst_, L"other.txt"), 0);
   installSettings.sourceDir = src_;
   installSettings.installDir = dst_ + L"\\inner";
   RunInstallScript(src_ + L"\\QmkUnInst.log");
   EXPECT_TRUE(FoundNames(dst_, L"*").empty());
   EXPECT_FALSE(DirExists(dst_ + L"\\inner"));
-}
 
-// A read-only, hidden target is replaced; folders ending in '/' or '\' are joined as they are.
-TEST_F(FileInstallTest, ReadOnlyHiddenTargetIsReplaced) {
-  ASSERT_TRUE(WriteFileBytes(src_ + L"\\a.txt", "new"));
-  ASSERT_TRUE(WriteFileBytes(dst_ + L"\\b.txt", "old"));
-  ASSERT_TRUE(::SetFileAttributesW((dst_ + L"\\b.txt").c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
-  EXPECT_NE(InstallOneFile(L"a.txt", src_ + L"/", dst_ + L"\\", L"b.txt"), 0);
-  EXPECT_EQ(ReadFileBytes(dst_ + L"\\b.txt"), "new");
-  EXPECT_EQ(::GetFileAttributesW((dst_ + L"\\b.txt").c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
-  EXPECT_EQ(FoundNames(dst_, L"*").size(), 1u);
+  ASSERT_TRUE(WriteFileBytes(dst_ + L"\\c.txt", "old"));
+  ASSERT_TRUE(::SetFileAttributesW((dst_ + L"\\c.txt").c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+  EXPECT_NE(InstallOneFile(L"a.txt", src_ + L"/", dst_ + L"\\", L"c.txt"), 0);
+  EXPECT_EQ(ReadFileBytes(dst_ + L"\\c.txt"), "new");
+  EXPECT_EQ(::GetFileAttributesW((dst_ + L"\\c.txt").c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+  EXPECT_EQ(FoundNames(dst_, L"*"), Names{L"c.txt"});
 }
 
 // A target the loader holds (deletion refused, renaming allowed) goes to ".old",
 // queued for deletion; a held ".old" is queued too and ".old2" taken instead.
 TEST_F(FileInstallTest, TargetInUseIsMovedToOld) {
+  wchar_t self[MAX_PATH] = {};
+  ::GetModuleFileNameW(nullptr, self, MAX_PATH);
   const std::wstring target = dst_ + L"\\Qmkview8.exe";
   ASSERT_TRUE(WriteFileBytes(src_ + L"\\Qmkview8.exe", "new program"));
   for (bool oldHeld : {false, true}) {
     SCOPED_TRACE(oldHeld ? "held .old" : "free .old");
-    ASSERT_TRUE(::CopyFileW(OwnExecutable().c_str(), target.c_str(), FALSE));
-    ASSERT_TRUE(!oldHeld || ::CopyFileW(OwnExecutable().c_str(), (target + L".old").c_str(), FALSE));
-    qmtest::ImageHold hold(target);
-    qmtest::ImageHold holdOld(target + L".old");
-    ASSERT_TRUE(hold.held() && holdOld.held() == oldHeld);
+    ASSERT_TRUE(::CopyFileW(self, target.c_str(), FALSE));
+    ASSERT_TRUE(!oldHeld || ::CopyFileW(self, (target + L".old").c_str(), FALSE));
+    ImageHold hold(target), holdOld(target + L".old");
+    ASSERT_TRUE(hold.view && (holdOld.view != nullptr) == oldHeld);
     ASSERT_FALSE(::DeleteFileW(target.c_str())) << "the bench no longer refuses deleting a mapped image";
 
     EXPECT_NE(InstallOneFile(L"Qmkview8.exe", src_, dst_, nullptr), 0);
@@ -114,65 +115,15 @@ TEST_F(FileInstallTest, TargetInUseIsMovedToOld) {
   }
 }
 
-// A target held open without delete sharing: ".new" is written, the target's
-// deletion and then the ".new" renaming are queued, the restart is requested,
-// the copy fails, and CopyMatchingFiles stops at that file.
-TEST_F(FileInstallTest, TargetLockedAgainstRenameStopsTheCopyPass) {
-  for (const wchar_t* name : {L"f1.txt", L"f2.txt", L"f3.txt", L"f4.txt"}) {
-    ASSERT_TRUE(WriteFileBytes(src_ + L"\\" + name, "new"));
-    ASSERT_TRUE(WriteFileBytes(dst_ + L"\\" + name, "old"));
-  }
-  std::vector<std::wstring> order = FoundNames(src_, L"*.txt");
-  ASSERT_EQ(order.size(), 4u);
-  const std::wstring locked = dst_ + L"\\" + order[1];
-  UniqueFileHandle lock = qmtest::HoldFile(locked, FILE_SHARE_READ);
-  ASSERT_TRUE(lock);
-  installSettings.restartNeeded = 0;
+class InstallScriptTest : public FileInstallTest, public testing::WithParamInterface<int> {};
 
-  EXPECT_EQ(CopyMatchingFiles(L"*.txt", src_, dst_), 1);
-  lock.reset();
-  EXPECT_EQ(ReadFileBytes(dst_ + L"\\" + order[0]), "new");
-  EXPECT_EQ(ReadFileBytes(locked), "old");
-  EXPECT_EQ(ReadFileBytes(locked + L".new"), "new");
-  EXPECT_FALSE(FileExists(locked + L".old"));
-  EXPECT_EQ(ReadFileBytes(dst_ + L"\\" + order[2]), "old");
-  EXPECT_EQ(ReadFileBytes(dst_ + L"\\" + order[3]), "old");
-  int deletion = FindPendingRename(locked, L"");
-  ASSERT_GE(deletion, 0);
-  EXPECT_GT(FindPendingRename(locked + L".new", locked), deletion);
-  EXPECT_EQ(installSettings.restartNeeded, 1);
-}
-
-// A sub-folder pattern copies into the same sub-folder of a target whose folder
-// chain is created ('/' taken as '\'); no match copies nothing and makes no folder.
-TEST_F(FileInstallTest, CopyMatchingFilesSubFolderAndChain) {
-  for (const wchar_t* name : {L"x64\\a.dll", L"x64\\b.dll", L"x64\\c.txt", L"top.dll"}) {
-    ::CreateDirectoryW((src_ + L"\\x64").c_str(), nullptr);
-    ASSERT_TRUE(WriteFileBytes(src_ + L"\\" + name, "data"));
-  }
-  EXPECT_EQ(CopyMatchingFiles(L"x64\\*.dll", src_, root_.path() + L"/deep/er/"), 2);
-  EXPECT_EQ(SortedNames(root_ / L"deep\\er\\x64", L"*"), (std::vector<std::wstring>{L"a.dll", L"b.dll"}));
-  EXPECT_TRUE(FoundNames(root_ / L"deep\\er", L"*").empty());
-  EXPECT_EQ(CopyMatchingFiles(L"*.none", src_, root_ / L"never\\made"), 0);
-  EXPECT_FALSE(DirExists(root_ / L"never"));
-}
-
-// One package script with every entry kind, run for each install type.
-class InstallScriptTest : public FileInstallTest, public testing::WithParamInterface<int> {
- protected:
-  void TearDown() override {
-    ::SetDllDirectoryW(nullptr);
-    FileInstallTest::TearDown();
-  }
-};
-
-// x64 entries land only under WOW64 or for the portable type, "prt" only for
-// the portable type into the parent folder, "ind" only when the system lacks
-// the library; renamings and sub-folder patterns land right, the folder chain
-// is made, and " | " belongs to the name in the copy pass.
+// One script with every entry kind, per install type: x64 entries land only
+// under WOW64 or for the portable type, "prt" only for the portable type into
+// the parent folder, "ind" only when the system lacks the library (the
+// package's copy parked meanwhile and back after); renamings and sub-folder
+// patterns land right, the folder chain is made, " | " belongs to the name here.
 TEST_P(InstallScriptTest, EveryEntryKindLandsWhereItShould) {
-  const bool portable = GetParam() == 2;
-  const bool wow64 = sizeof(void*) == 4;  // the 32-bit build runs on 64-bit Wine
+  const bool portable = GetParam() == 2, x64 = portable || sizeof(void*) == 4;  // 32-bit runs under WOW64
   const std::wstring parent = root_ / L"Programs", installDir = parent + L"\\Quillmark 8";
   installSettings.sourceDir = src_;
   installSettings.installDir = installDir;
@@ -203,29 +154,23 @@ TEST_P(InstallScriptTest, EveryEntryKindLandsWhereItShould) {
   ::FreeLibrary(offered);
 
   RunInstallScript(src_ + L"\\QmkUnInst.log");
+  ::SetDllDirectoryW(nullptr);
 
-  const bool x64 = wow64 || portable;
-  std::vector<std::wstring> expected = {L"qmengine_probe.dll", L"Qmkview8.exe", L"renamed.txt"};
+  Names expected = {L"qmengine_probe.dll", L"Qmkview8.exe", L"renamed.txt"};
   if (x64) expected.push_back(L"tool.bin");
   if (portable) expected.push_back(L"version.dll");
-  EXPECT_EQ(SortedNames(installDir, L"*"), expected);
+  EXPECT_EQ(FoundNames(installDir, L"*"), expected);
   EXPECT_EQ(ReadFileBytes(installDir + L"\\renamed.txt"), "src.txt");
-  EXPECT_EQ(SortedNames(installDir + L"\\docs", L"*"), (std::vector<std::wstring>{L"guide.txt", L"notes.txt"}));
-  EXPECT_EQ(FileExists(installDir + L"\\x64\\ThumbDqm64.dll"), x64);
+  EXPECT_EQ(FoundNames(installDir + L"\\docs", L"*"), (Names{L"guide.txt", L"notes.txt"}));
+  EXPECT_EQ(FoundNames(installDir + L"\\x64", L"*"), x64 ? Names{L"ThumbDqm64.dll"} : Names{});
   EXPECT_EQ(DirExists(installDir + L"\\x64"), x64);
   EXPECT_EQ(FileExists(parent + L"\\portable.ini"), portable);
   EXPECT_TRUE(DirExists(installDir + L"\\data\\cache"));
-  // The package's copies are back under their names.
-  EXPECT_TRUE(FileExists(src_ + L"\\qmengine_probe.dll"));
-  EXPECT_TRUE(FileExists(src_ + L"\\version.dll"));
-  EXPECT_TRUE(FoundNames(src_, L"*.toinst").empty());
+  EXPECT_EQ(FoundNames(src_, L"*.dll*"), (Names{L"qmengine_probe.dll", L"version.dll"}));
 }
 
-std::string InstallTypeName(const testing::TestParamInfo<int>& info) {
-  static const char* const kNames[] = {"CurrentUser", "AllUsers", "Portable"};
-  return kNames[info.param];
-}
-
-INSTANTIATE_TEST_SUITE_P(InstallTypes, InstallScriptTest, testing::Values(0, 1, 2), InstallTypeName);
+INSTANTIATE_TEST_SUITE_P(InstallTypes, InstallScriptTest, testing::Values(0, 1, 2), [](const auto& info) {
+  return std::string(info.param == 0 ? "CurrentUser" : info.param == 1 ? "AllUsers" : "Portable");
+});
 
 }  // namespace

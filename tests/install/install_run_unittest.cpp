@@ -1,12 +1,19 @@
+// The install run and its parts: registration, shortcuts, the run itself.
 #include <gtest/gtest.h>
 #include <windows.h>
+#include <objbase.h>
 #include <shlobj.h>
+#include <shobjidl.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
+#include "app/product.h"
 #include "app/settings.h"
 #include "install/install_run.h"
+#include "install/registration.h"
+#include "install/shortcuts.h"
 #include "sys/platform.h"
 #include "sys/registry.h"
 #include "tests/install/install_test_util.h"
@@ -20,162 +27,266 @@ using qmtest::Narrow;
 using qmtest::ReadFileBytes;
 using qmtest::WriteFileBytes;
 using qmtest::WriteLines;
+using Lines = std::vector<std::string>;
+
+constexpr wchar_t kWindows[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\";
+
+// Every value of a key as "name=text;" (a REG_SZ whose size counts its zero),
+// "name=#number;" (a REG_DWORD) or "name=?type;", sorted by name.
+std::wstring Dump(HKEY root, const std::wstring& key) {
+  CKey open;
+  std::vector<std::wstring> values;
+  wchar_t name[256], data[1024];
+  DWORD nameSize, type, size;
+  auto* bytes = reinterpret_cast<BYTE*>(data);
+  if (open.Open(root, key.c_str(), KEY_READ) == ERROR_SUCCESS)
+    for (DWORD i = 0; nameSize = 256, size = sizeof data - sizeof(wchar_t),
+                      !::RegEnumValueW(open.get(), i, name, &nameSize, nullptr, &type, bytes, &size);
+         ++i) {
+      data[size / sizeof(wchar_t)] = 0;
+      std::wstring text = L"?" + std::to_wstring(type);
+      if (type == REG_DWORD) text = L"#" + std::to_wstring(data[0] | data[1] << 16);
+      if (type == REG_SZ && size == (::wcslen(data) + 1) * sizeof(wchar_t)) text = data;
+      values.push_back(std::wstring(name) + L"=" + text + L";");
+    }
+  std::sort(values.begin(), values.end());
+  std::wstring dump;
+  for (const std::wstring& value : values) dump += value;
+  return dump;
+}
+
+// "path|arguments|working folder|description|show command" in lower case as
+// the shell reads the link back (the show command from the file's header at
+// offset 60, which the shell's loader does not hand back); "not loaded" on failure.
+std::wstring ReadLink(const std::wstring& linkPath) {
+  ComPtr<IShellLinkW> link;
+  ComPtr<IPersistFile> file;
+  if (FAILED(::CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW,
+                                link.put_void())) ||
+      FAILED(link->QueryInterface(IID_IPersistFile, file.put_void())) ||
+      FAILED(file->Load(linkPath.c_str(), STGM_READ)))
+    return L"not loaded";
+  wchar_t path[1024] = {}, arguments[1024] = {}, folder[1024] = {}, description[1024] = {};
+  link->GetPath(path, 1024, nullptr, SLGP_RAWPATH);
+  link->GetArguments(arguments, 1024);
+  link->GetWorkingDirectory(folder, 1024);
+  link->GetDescription(description, 1024);
+  std::string bytes = ReadFileBytes(linkPath);
+  std::wstring text = std::wstring(path) + L"|" + arguments + L"|" + folder + L"|" + description + L"|" +
+                      std::to_wstring(bytes.size() >= 64 ? *reinterpret_cast<const INT32*>(bytes.data() + 60) : 0);
+  ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
+  return text;
+}
 
 class InstallRunTest : public testing::Test {
  protected:
   void SetUp() override {
-    qmtest::DeleteProductRegistry();
-    RemoveShortcuts();
-    ::CreateDirectoryW(package_.c_str(), nullptr);
-    ::CreateDirectoryW(sfx_.c_str(), nullptr);
+    ::CoInitialize(nullptr);
+    TearDown();
+    for (const std::wstring& folder : {package_, sfx_, root_ / L"Programs", installDir_})
+      ::CreateDirectoryW(folder.c_str(), nullptr);
     InstallSettings& s = installSettings;
-    s.installMode = 1;
     s.installType = 0;
     s.desktopIcon = 1;
     s.autoStart = 0;
     s.installDir = installDir_;
     s.sourceDir = package_;
-    s.groupName = L"QmEngine Run Group";
+    s.groupName = L"QmEngine Old Group";
     s.defaultDirUsed = 1;
     s.newVersion = {8, 5, 3, 0};
     s.sfxFolder = sfx_;
-    ::SetEnvironmentVariableW(L"QM_TRACE_FILE", trace_.c_str());
+    windowsVersion.dwMajorVersion = 10;
+    windowsVersion.dwMinorVersion = 0;
   }
   void TearDown() override {
-    ::SetEnvironmentVariableW(L"QM_TRACE_FILE", nullptr);
-    qmtest::WaitForTracedProcesses(trace_);
     qmtest::DeleteProductRegistry();
-    RemoveShortcuts();
+    for (int csidl : {CSIDL_PROGRAMS, CSIDL_COMMON_PROGRAMS})
+      for (const wchar_t* group : {L"\\QmEngine Old Group", L"\\QmEngine New Group", L"\\QmEngine Tools"})
+        qmtest::RemoveTree(ShellFolderPath(csidl) + group);
+    for (int csidl : {CSIDL_DESKTOP, CSIDL_COMMON_DESKTOPDIRECTORY})
+      ::DeleteFileW((ShellFolderPath(csidl) + L"\\Quillmark 8.lnk").c_str());
     qmtest::ForgetPendingUnder(root_.path());
   }
-  static void RemoveShortcuts() {
-    for (const wchar_t* group : {L"QmEngine Run Group", L"QmEngine Old Group", L"QmEngine New"})
-      qmtest::RemoveTree(ShellFolderPath(CSIDL_PROGRAMS) + L"\\" + group);
-    ::DeleteFileW((ShellFolderPath(CSIDL_DESKTOP) + L"\\Quillmark 8.lnk").c_str());
-  }
-  std::vector<std::string> Journal() const { return qmtest::ReadLines(installDir_ + L"\\QmkUnInst.log"); }
-  void PutFiles(const std::wstring& folder, const std::vector<std::wstring>& names) {
+  static void PutFiles(const std::wstring& folder, const std::vector<std::wstring>& names) {
     for (const std::wstring& name : names) ASSERT_TRUE(WriteFileBytes(folder + L"\\" + name, Narrow(name)));
+  }
+  // The arguments of the journal's entries of one kind.
+  Lines Journalled(const std::string& prefix) const {
+    Lines found;
+    for (const std::string& line : qmtest::ReadLines(installDir_ + L"\\QmkUnInst.log"))
+      if (line.rfind(prefix, 0) == 0) found.push_back(line.substr(prefix.size()));
+    return found;
   }
 
   qmtest::SettingsRestorer restorer_;
+  qmtest::MessageBoxRecorder boxes_;
   qmtest::TempDir root_{L"qm engine run"};
-  std::wstring package_ = root_ / L"package";
-  std::wstring sfx_ = root_ / L"sfx";
+  std::wstring package_ = root_ / L"package", sfx_ = root_ / L"sfx";
   std::wstring installDir_ = root_ / L"Programs\\Quillmark 8";
-  std::wstring trace_ = root_ / L"trace.log";
 };
 
-// A fresh current-user run into the default folder: an old journal there is
-// left alone (its link and the file a "File Del: " entry names survive); files,
-// prepared settings (only the product's), the journal (a script without a
-// final line break gets no empty line, then group and shortcuts), registry.
-TEST_F(InstallRunTest, FreshCurrentUserInstall) {
-  PutFiles(package_, {L"Qmkview8.exe", L"Qmkview8Man.chm", L"kept.txt"});
-  PutFiles(sfx_, {L"Qmkview8.ini", L"other.ini"});
-  ASSERT_TRUE(WriteFileBytes(package_ + L"\\QmkUnInst.log",
-                             "File Del: kept.txt\r\nFile Copy: Qmkview8.exe\r\nMake Dir: data\r\n"
-                             "File Copy: Qmkview8Man.chm"));
-  ::CreateDirectoryW((root_ / L"Programs").c_str(), nullptr);
-  ::CreateDirectoryW(installDir_.c_str(), nullptr);
-  const std::wstring link = root_ / L"someone.lnk";
-  ASSERT_TRUE(WriteFileBytes(link, "link"));
-  ASSERT_TRUE(WriteFileBytes(installDir_ + L"\\kept.txt", "old"));
-  ASSERT_TRUE(WriteLines(installDir_ + L"\\QmkUnInst.log", {"Shell Link: " + Narrow(link)}));
-
-  EXPECT_EQ(RunInstall(), 0);
-
-  EXPECT_TRUE(FileExists(link));
-  EXPECT_EQ(ReadFileBytes(installDir_ + L"\\kept.txt"), "old");
-  EXPECT_TRUE(FileExists(installDir_ + L"\\Qmkview8.exe"));
-  EXPECT_TRUE(FileExists(installDir_ + L"\\Qmkview8Man.chm"));
-  EXPECT_TRUE(DirExists(installDir_ + L"\\data"));
-  EXPECT_EQ(ReadFileBytes(installDir_ + L"\\Qmkview8.ini"), "Qmkview8.ini");
-  EXPECT_FALSE(FileExists(installDir_ + L"\\other.ini"));
-  const std::string group = Narrow(ShellFolderPath(CSIDL_PROGRAMS) + L"\\QmEngine Run Group");
-  const std::wstring desktop = ShellFolderPath(CSIDL_DESKTOP) + L"\\Quillmark 8.lnk";
-  EXPECT_TRUE(FileExists(desktop));
-  EXPECT_EQ(Journal(), (std::vector<std::string>{"File Del: kept.txt", "File Copy: Qmkview8.exe", "Make Dir: data",
-                                                 "File Copy: Qmkview8Man.chm", "Made Dir: " + group,
-                                                 "Shell Link: " + group + "\\Quillmark 8.lnk",
-                                                 "Shell Link: " + group + "\\Quillmark 8 Help.lnk",
-                                                 "Shell Link: " + Narrow(desktop)}));
-  EXPECT_EQ(ReadRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold\\Quillmark 8", L"Path"), installDir_);
-  EXPECT_EQ(ReadRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold\\Quillmark 8", L"AllUsers"), L"A");
-}
-
-// A portable run copies files and journal (one empty line after a script
-// ending in a line break) and imports settings, but makes no shortcut, writes
-// no registry value and does not start the product.
-TEST_F(InstallRunTest, PortableInstallTouchesNoSystemPlace) {
-  const std::wstring standin = qmtest::BinDir() + L"\\standin-8.5.3.0\\Qmkview8.exe";
-  const bool real = ::CopyFileW(standin.c_str(), (package_ + L"\\Qmkview8.exe").c_str(), FALSE);
-  if (!real) PutFiles(package_, {L"Qmkview8.exe"});
-  PutFiles(sfx_, {L"Qmkview8.reg"});
-  installSettings.installType = 2;
-  installSettings.autoStart = 1;
-  ASSERT_TRUE(WriteLines(package_ + L"\\QmkUnInst.log", {"File Copy: Qmkview8.exe"}));
-
-  EXPECT_EQ(RunInstall(), 0);
-  EXPECT_TRUE(FileExists(installDir_ + L"\\Qmkview8.exe"));
-  EXPECT_EQ(ReadFileBytes(installDir_ + L"\\Qmkview8.reg"), "Qmkview8.reg");
-  EXPECT_EQ(Journal(), (std::vector<std::string>{"File Copy: Qmkview8.exe", ""}));
-  EXPECT_FALSE(DirExists(ShellFolderPath(CSIDL_PROGRAMS) + L"\\QmEngine Run Group"));
-  for (int csidl : {CSIDL_DESKTOP, CSIDL_STARTUP})
-    EXPECT_FALSE(FileExists(ShellFolderPath(csidl) + L"\\Quillmark 8.lnk"));
-  for (const wchar_t* key : {L"SOFTWARE\\Lanternfold\\Quillmark 8",
-                             L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Quillmark 8",
-                             L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Qmkview8.exe"})
-    EXPECT_FALSE(RegKeyExists(HKEY_LOCAL_MACHINE, key)) << Narrow(key);
-  EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, L"Quillmark.8"));
-  EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, L"Applications\\Qmkview8.exe"));
+// Every value goes under the machine keys with its type and data ("B" for all
+// users; version parts unpadded where "%d", padded in DisplayVersion); the
+// associations name the application entry before Windows 8, the programmatic
+// identifier from Windows 8 on.
+TEST_F(InstallRunTest, RegistrationWritesEveryValueWithItsType) {
+  installSettings.installType = 1;
+  installSettings.newVersion = {12, 34, 5, 7};
+  WriteRegistryEntries();
+  const std::wstring dir = installDir_, exe = dir + L"\\Qmkview8.exe", open = L"=\"" + exe + L"\" \"%1\";";
+  EXPECT_EQ(Dump(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold\\Quillmark 8"), L"AllUsers=B;Path=" + dir + L";");
+  EXPECT_EQ(Dump(HKEY_LOCAL_MACHINE, kWindows + std::wstring(L"Uninstall\\Quillmark 8")),
+            L"Contact=Support;DisplayName=Quillmark 8;DisplayVersion=12.34.05;InstallLocation=" + dir +
+                L";MajorVersion=#12;MinorVersion=#34;Publisher=Lanternfold Technology LLC;URLInfoAbout=" +
+                kMakerHomePage + L";UninstallString=" + dir + L"\\QmkUnInst.exe;VersionMajor=12;VersionMinor=34;");
+  EXPECT_EQ(Dump(HKEY_LOCAL_MACHINE, kWindows + std::wstring(L"App Paths\\Qmkview8.exe")),
+            L"=" + exe + L";Path=" + dir + L";");
+  EXPECT_EQ(Dump(HKEY_CLASSES_ROOT, L"Quillmark.8\\shell\\open\\command"), open);
+  EXPECT_EQ(Dump(HKEY_CLASSES_ROOT, L"Applications\\Qmkview8.exe\\shell\\open\\command"), open);
   EXPECT_EQ(qmtest::GetString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Quillmark.8"),
-            L"<missing>");
-  if (!real) GTEST_SKIP() << "stand-in product not built: -regonly not checked";
-  EXPECT_EQ(qmtest::WaitForTrace(trace_, "regonly", 20).find("regonly"), std::string::npos);
+            L"SOFTWARE\\Lanternfold\\Quillmark 8\\Capabilities");
+  struct Case { DWORD major, minor; const wchar_t* target; };
+  for (const Case& c : {Case{10, 0, L"Quillmark.8"}, Case{6, 2, L"Quillmark.8"},
+                        Case{6, 1, L"Applications\\Qmkview8.exe"}, Case{5, 1, L"Applications\\Qmkview8.exe"}}) {
+    windowsVersion.dwMajorVersion = c.major;
+    windowsVersion.dwMinorVersion = c.minor;
+    WriteRegistryEntries();
+    std::wstring associations;
+    for (const wchar_t* type : {L".bmp", L".cmp", L".dib", L".dqm", L".gif", L".j2k", L".jp2", L".jpeg", L".jpg",
+                                L".png", L".tga", L".tif", L".tiff", L".wpg"})
+      associations += type + (L"=" + std::wstring(c.target) + L";");
+    EXPECT_EQ(Dump(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold\\Quillmark 8\\Capabilities\\FileAssociations"),
+              associations) << c.major << "." << c.minor;
+  }
 }
 
-// Reinstalling into the same folder with another group name: the old group
-// and shortcuts named by both old journals go first, the files that the new
-// script's "File Del: " entries name are deleted before the copy pass.
+// The thumbnail extension: the 64-bit one under WOW64 (none before Vista),
+// else the 32-bit one, or its XP edition before Vista.
+TEST_F(InstallRunTest, ThumbnailExtensionBySystem) {
+  windowsVersion.dwMajorVersion = 5;
+  EXPECT_EQ(ThumbnailExtensionPath(), IsWow64() ? L"" : installDir_ + L"\\ThumbDqmXP32.dll");
+  windowsVersion.dwMajorVersion = 6;
+  windowsVersion.dwMinorVersion = 1;
+  EXPECT_EQ(ThumbnailExtensionPath(), installDir_ + (IsWow64() ? L"\\x64\\ThumbDqm64.dll" : L"\\ThumbDqm32.dll"));
+}
+
+// The existing installation: "Path" first, else App Paths cut before the
+// executable's name; one trailing backslash dropped; empty when neither says.
+TEST_F(InstallRunTest, ExistingInstallFolder) {
+  const std::wstring appPath = kWindows + std::wstring(L"App Paths\\Qmkview8.exe");
+  EXPECT_EQ(ExistingInstallFolder(), L"");
+  WriteRegString(HKEY_LOCAL_MACHINE, appPath.c_str(), nullptr, L"C:\\Apps\\QM\\\\Qmkview8.exe");
+  EXPECT_EQ(ExistingInstallFolder(), L"C:\\Apps\\QM");
+  WriteRegString(HKEY_LOCAL_MACHINE, appPath.c_str(), nullptr, L"C:\\Apps\\QM\\Other.exe");
+  EXPECT_EQ(ExistingInstallFolder(), L"");
+  WriteRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold\\Quillmark 8", L"Path", L"D:\\Tools\\Q8\\");
+  EXPECT_EQ(ExistingInstallFolder(), L"D:\\Tools\\Q8");
+}
+
+// A saved shortcut keeps target (quotes dropped), arguments, working folder,
+// description and show command and only then is journalled; optional parts
+// left out stay unset; a shortcut that cannot be saved leaves no entry.
+TEST_F(InstallRunTest, CreateShellLinkSavesAndJournals) {
+  PutFiles(installDir_, {L"Qmkview8.exe", L"Qmkview8Man.chm"});
+  const std::wstring program = installDir_ + L"\\Qmkview8.exe", help = installDir_ + L"\\Qmkview8Man.chm";
+  const std::wstring capture = root_ / L"Capture.lnk", plain = root_ / L"Plain.lnk";
+  EXPECT_TRUE(SUCCEEDED(CreateShellLink(L"\"" + program + L"\"", capture, L"Screen capture", SW_SHOWMAXIMIZED,
+                                        L"-capture 1", root_.path().c_str())));
+  std::wstring expected = program + L"|-capture 1|" + root_.path() + L"|Screen capture|3";
+  ::CharLowerBuffW(expected.data(), static_cast<DWORD>(expected.size()));
+  EXPECT_EQ(ReadLink(capture), expected);
+  EXPECT_TRUE(SUCCEEDED(CreateShellLink(help, plain, L"", SW_SHOWNORMAL, nullptr, nullptr)));
+  EXPECT_EQ(ReadLink(plain), expected.substr(0, installDir_.size()) + L"\\qmkview8man.chm||||1");
+  const std::wstring missing = root_ / L"missing\\Capture.lnk";
+  EXPECT_TRUE(FAILED(CreateShellLink(program, missing, L"", SW_SHOWNORMAL, nullptr, nullptr)));
+  EXPECT_FALSE(FileExists(missing));
+  EXPECT_EQ(Journalled("Shell Link: "), (Lines{Narrow(capture), Narrow(plain)}));
+  EXPECT_TRUE(boxes_.shown().empty());
+}
+
+// Without an all-users programs folder (a bare drive letter is what a system
+// without one reports) an all-users installation becomes a current-user one;
+// the group " QmEngine Tools/Capture\" becomes two nested folders of which
+// only the full one is journalled.
+TEST_F(InstallRunTest, AllUsersWithoutCommonProgramsFallsBackToCurrentUser) {
+  PutFiles(installDir_, {L"Qmkview8.exe", L"Qmkview8Man.chm"});
+  installSettings.installType = 1;
+  installSettings.groupName = L" QmEngine Tools/Capture\\";
+  struct Saved {
+    const wchar_t* key;
+    DWORD type = 0;
+    wchar_t text[MAX_PATH] = {};
+    DWORD size = sizeof text;
+  } saved[] = {{L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders"},
+               {L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders"}};
+  for (Saved& s : saved) {
+    if (::RegGetValueW(HKEY_LOCAL_MACHINE, s.key, L"Common Programs", RRF_RT_ANY | RRF_NOEXPAND, &s.type, s.text,
+                       &s.size) != ERROR_SUCCESS)
+      s.type = 0;
+    ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, s.key, L"Common Programs", REG_SZ, L"Q:", 3 * sizeof(wchar_t));
+  }
+  const std::wstring common = ShellFolderPath(CSIDL_COMMON_PROGRAMS);
+  if (common.size() < 4) CreateGroupAndShortcuts();
+  for (Saved& s : saved)
+    if (s.type == 0) ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, s.key, L"Common Programs");
+    else ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, s.key, L"Common Programs", s.type, s.text, s.size);
+  ASSERT_GE(ShellFolderPath(CSIDL_COMMON_PROGRAMS).size(), 4u) << "common programs folder not restored";
+  if (common.size() >= 4) GTEST_SKIP() << "cannot take the common programs folder away: " << Narrow(common);
+
+  EXPECT_EQ(installSettings.installType, 0);
+  const std::string group = Narrow(ShellFolderPath(CSIDL_PROGRAMS) + L"\\QmEngine Tools\\Capture");
+  EXPECT_EQ(Journalled("Made Dir: "), Lines{group});
+  EXPECT_EQ(Journalled("Shell Link: "), (Lines{group + "\\Quillmark 8.lnk", group + "\\Quillmark 8 Help.lnk",
+                                               Narrow(ShellFolderPath(CSIDL_DESKTOP) + L"\\Quillmark 8.lnk")}));
+  for (const std::string& link : Journalled("Shell Link: ")) EXPECT_TRUE(FileExists(qmtest::Widen(link))) << link;
+  EXPECT_FALSE(FileExists(ShellFolderPath(CSIDL_COMMON_DESKTOPDIRECTORY) + L"\\Quillmark 8.lnk"));
+  EXPECT_TRUE(boxes_.shown().empty());
+}
+
+// Into the default folder an earlier journal's entries are left alone; the
+// product's settings beside the package come along; a script without a final
+// line break gets no empty line. Reinstalling with another group name and
+// defaultDirUsed 0: the old group and the shortcuts named by both old journals
+// go first, the files the new script's "File Del: " entries name go before the
+// copy pass.
 TEST_F(InstallRunTest, ReinstallReplacesGroupAndObsoleteFiles) {
   PutFiles(package_, {L"Qmkview8.exe", L"legacy.txt", L"stale.dat"});
-  ASSERT_TRUE(WriteLines(package_ + L"\\QmkUnInst.log", {"File Copy: Qmkview8.exe", "File Copy: legacy.txt",
-                                                          "File Copy: stale.dat", "Make Dir: data"}));
-  installSettings.groupName = L"QmEngine Old Group";
-  RunInstall();
-  const std::wstring programs = ShellFolderPath(CSIDL_PROGRAMS);
-  ASSERT_TRUE(FileExists(programs + L"\\QmEngine Old Group\\Quillmark 8.lnk"));
-  ASSERT_TRUE(FileExists(installDir_ + L"\\legacy.txt"));
+  PutFiles(sfx_, {L"Qmkview8.ini", L"Qmkview8.reg", L"other.ini"});
+  ASSERT_TRUE(WriteFileBytes(package_ + L"\\QmkUnInst.log",
+                             "File Copy: Qmkview8.exe\r\nFile Copy: legacy.txt\r\nFile Copy: stale.dat"));
   // A journal of an earlier version names a shortcut of its own.
   const std::wstring olderLink = root_ / L"older version.lnk";
   ASSERT_TRUE(WriteFileBytes(olderLink, "link"));
   ASSERT_TRUE(WriteLines(installDir_ + L"\\install.log", {"Shell Link: " + Narrow(olderLink)}));
+  EXPECT_EQ(RunInstall(), 0);
+  const std::wstring programs = ShellFolderPath(CSIDL_PROGRAMS);
+  ASSERT_TRUE(FileExists(programs + L"\\QmEngine Old Group\\Quillmark 8.lnk"));
+  ASSERT_TRUE(FileExists(installDir_ + L"\\legacy.txt"));
+  EXPECT_TRUE(FileExists(olderLink));
+  EXPECT_EQ(ReadFileBytes(installDir_ + L"\\Qmkview8.ini") + ReadFileBytes(installDir_ + L"\\Qmkview8.reg"),
+            "Qmkview8.iniQmkview8.reg");
+  EXPECT_FALSE(FileExists(installDir_ + L"\\other.ini"));
+  EXPECT_EQ(qmtest::ReadLines(installDir_ + L"\\QmkUnInst.log").at(3),
+            "Made Dir: " + Narrow(programs) + "\\QmEngine Old Group");
+  EXPECT_EQ(ReadRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold\\Quillmark 8", L"AllUsers"), L"A");
 
   const std::wstring package2 = root_ / L"package two";
   ::CreateDirectoryW(package2.c_str(), nullptr);
   PutFiles(package2, {L"Qmkview8.exe", L"fresh.dat"});
-  ASSERT_TRUE(WriteLines(package2 + L"\\QmkUnInst.log",
-                         {"File Del: legacy.txt | replaced by fresh.dat", "File Del: *.dat",
-                          "File Copy: Qmkview8.exe", "File Copy: fresh.dat", "Make Dir: data"}));
+  ASSERT_TRUE(WriteLines(package2 + L"\\QmkUnInst.log", {"File Del: legacy.txt | replaced by fresh.dat",
+                                                          "File Del: *.dat", "File Copy: fresh.dat"}));
   installSettings.sourceDir = package2;
-  installSettings.groupName = L"QmEngine New/Group";
+  installSettings.groupName = L"QmEngine New Group";
   installSettings.defaultDirUsed = 0;
   RunInstall();
 
   EXPECT_FALSE(DirExists(programs + L"\\QmEngine Old Group"));
   EXPECT_FALSE(FileExists(olderLink));
-  const std::wstring group = programs + L"\\QmEngine New\\Group";
-  EXPECT_TRUE(FileExists(group + L"\\Quillmark 8.lnk"));
+  EXPECT_TRUE(FileExists(programs + L"\\QmEngine New Group\\Quillmark 8.lnk"));
   EXPECT_TRUE(FileExists(ShellFolderPath(CSIDL_DESKTOP) + L"\\Quillmark 8.lnk"));
   EXPECT_FALSE(FileExists(installDir_ + L"\\legacy.txt"));
   EXPECT_FALSE(FileExists(installDir_ + L"\\stale.dat"));
   EXPECT_EQ(ReadFileBytes(installDir_ + L"\\fresh.dat"), "fresh.dat");
-  EXPECT_TRUE(DirExists(installDir_ + L"\\data"));
-  std::vector<std::string> madeDirs;
-  for (const std::string& line : Journal())
-    if (line.rfind("Made Dir: ", 0) == 0) madeDirs.push_back(line);
-  EXPECT_EQ(madeDirs, std::vector<std::string>{"Made Dir: " + Narrow(group)});
 }
 
 }  // namespace

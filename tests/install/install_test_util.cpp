@@ -1,6 +1,7 @@
 #include "tests/install/install_test_util.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "app/product.h"
 #include "install/registration.h"
@@ -65,15 +66,8 @@ bool WriteLines(const std::wstring& path, const std::vector<std::string>& lines)
 
 std::vector<std::string> ReadLines(const std::wstring& path) {
   std::vector<std::string> lines;
-  std::string bytes = ReadFileBytes(path);
-  for (size_t at = 0; at < bytes.size();) {
-    size_t end = bytes.find('\n', at);
-    if (end == std::string::npos) end = bytes.size();
-    std::string line = bytes.substr(at, end - at);
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    lines.push_back(line);
-    at = end + 1;
-  }
+  std::istringstream bytes(ReadFileBytes(path));
+  for (std::string line; std::getline(bytes, line);) lines.push_back(line.substr(0, line.find_last_not_of('\r') + 1));
   return lines;
 }
 
@@ -114,16 +108,6 @@ UniqueFileHandle HoldFile(const std::wstring& path, DWORD share) {
       ::CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
-ImageHold::ImageHold(const std::wstring& path) : file_(HoldFile(path, FILE_SHARE_READ | FILE_SHARE_DELETE)) {
-  if (!file_) return;
-  mapping_.reset(::CreateFileMappingW(file_.get(), nullptr, PAGE_READONLY | SEC_IMAGE, 0, 0, nullptr));
-  if (mapping_) view_ = ::MapViewOfFile(mapping_.get(), FILE_MAP_READ, 0, 0, 0);
-}
-
-ImageHold::~ImageHold() {
-  if (view_) ::UnmapViewOfFile(view_);
-}
-
 void DeleteProductRegistry() {
   for (const wchar_t* key : {kVendorKey, kUninstallKey, kAppPathKey}) DropKey(HKEY_LOCAL_MACHINE, key);
   ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kRegisteredApplicationsKey, kProgId);
@@ -133,28 +117,12 @@ void DeleteProductRegistry() {
   ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold");
 }
 
-RegValue ReadRegValue(HKEY root, const wchar_t* subkey, const wchar_t* name) {
-  RegValue value;
-  UniqueRegKey key;
-  BYTE data[2048] = {};
-  DWORD size = sizeof data - 2, type = 0;
-  if (::RegOpenKeyExW(root, subkey, 0, KEY_READ, key.put()) != ERROR_SUCCESS ||
-      ::RegQueryValueExW(key.get(), name, nullptr, &type, data, &size) != ERROR_SUCCESS)
-    return value;
-  value.type = type;
-  value.size = size;
-  if (type == REG_DWORD && size == 4) {
-    value.number = *reinterpret_cast<DWORD*>(data);
-  } else if (type == REG_SZ || type == REG_EXPAND_SZ) {
-    value.text.assign(reinterpret_cast<wchar_t*>(data), size / sizeof(wchar_t));
-    if (!value.text.empty() && value.text.back() == L'\0') value.text.pop_back();
-  }
-  return value;
-}
-
 std::wstring GetString(HKEY root, const std::wstring& path, const wchar_t* name) {
-  RegValue value = ReadRegValue(root, path.c_str(), name);
-  return value.type == 0 ? L"<missing>" : value.text;
+  wchar_t text[1024] = {};
+  DWORD size = sizeof text - sizeof(wchar_t);
+  return ::RegGetValueW(root, path.c_str(), name, RRF_RT_ANY | RRF_NOEXPAND, nullptr, text, &size) == ERROR_SUCCESS
+             ? text
+             : L"<missing>";
 }
 
 bool MakeKey(HKEY root, const std::wstring& path, REGSAM view) {
@@ -178,25 +146,6 @@ void DropKey(HKEY root, const std::wstring& path, REGSAM view) {
     ::RegDeleteTreeW(key.get(), nullptr);
   }
   ::RegDeleteKeyExW(root, path.c_str(), view, 0);
-}
-
-std::string WaitForTrace(const std::wstring& trace, const std::string& text, int tenths) {
-  std::string lines = ReadFileBytes(trace);
-  for (int i = 0; i < tenths && lines.find(text) == std::string::npos; ++i) {
-    ::Sleep(100);
-    lines = ReadFileBytes(trace);
-  }
-  return lines;
-}
-
-void WaitForTracedProcesses(const std::wstring& trace) {
-  std::string lines = ReadFileBytes(trace);
-  for (size_t at = 0; at < lines.size();) {
-    UniqueHandle process(::OpenProcess(SYNCHRONIZE, FALSE, std::strtoul(lines.c_str() + at, nullptr, 10)));
-    if (process) ::WaitForSingleObject(process.get(), 10000);
-    size_t end = lines.find('\n', at);
-    at = end == std::string::npos ? lines.size() : end + 1;
-  }
 }
 
 }  // namespace qmtest

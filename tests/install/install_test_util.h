@@ -1,6 +1,6 @@
 // Helpers of the installer and removal tests: settings that come back after a
-// test, 8-bit text lines, pending restart operations, held files, registry
-// probes and the trace of the stand-in programs.
+// test, 8-bit text lines, pending restart operations, held files and registry
+// probes.
 #pragma once
 #include <windows.h>
 #include <string>
@@ -41,31 +41,9 @@ void ForgetPendingUnder(const std::wstring& folder);
 
 // Opens path for reading with the given share mode (held until the handle goes).
 UniqueFileHandle HoldFile(const std::wstring& path, DWORD share);
-// Maps a PE file as an image, as the loader does for a running program or a
-// loaded DLL: the file then cannot be deleted but can be renamed.
-class ImageHold {
- public:
-  explicit ImageHold(const std::wstring& path);
-  ~ImageHold();
-  bool held() const { return view_ != nullptr; }
-
- private:
-  UniqueFileHandle file_;
-  UniqueHandle mapping_;
-  void* view_ = nullptr;
-};
 
 // Removes every registry entry the install run writes for the product.
 void DeleteProductRegistry();
-// A value as stored: its type, its size in bytes, the REG_SZ or REG_EXPAND_SZ
-// text (without the terminator) or the REG_DWORD number; type 0 when missing.
-struct RegValue {
-  DWORD type = 0;
-  DWORD size = 0;
-  std::wstring text;
-  DWORD number = 0;
-};
-RegValue ReadRegValue(HKEY root, const wchar_t* subkey, const wchar_t* name);
 // The text of a value, or "<missing>".
 std::wstring GetString(HKEY root, const std::wstring& path, const wchar_t* name);
 // Creates root\path (in the given registry view) with one string value "v".
@@ -73,10 +51,5 @@ bool MakeKey(HKEY root, const std::wstring& path, REGSAM view = 0);
 bool KeyExists(HKEY root, const std::wstring& path, REGSAM view = 0);
 // Removes root\path with everything below it; no error when missing.
 void DropKey(HKEY root, const std::wstring& path, REGSAM view = 0);
-
-// Waits up to tenths / 10 seconds for the trace file to hold text; returns the trace.
-std::string WaitForTrace(const std::wstring& trace, const std::string& text, int tenths = 100);
-// Waits (10 seconds at most each) for the processes whose ids begin the trace's lines.
-void WaitForTracedProcesses(const std::wstring& trace);
 
 }  // namespace qmtest
