@@ -2,8 +2,6 @@
 
 #include <windows.h>
 
-#include "sys/handles.h"
-
 namespace apptest {
 namespace {
 
@@ -12,13 +10,12 @@ constexpr wchar_t kPendingValue[] = L"PendingFileRenameOperations";
 
 // The value as stored: source, target, source, target, ...
 std::vector<std::wstring> PendingOperations() {
-  UniqueRegKey key;
   DWORD size = 0;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionManager, 0, KEY_READ, key.put()) != ERROR_SUCCESS ||
-      ::RegQueryValueExW(key.get(), kPendingValue, nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS)
+  if (::RegGetValueW(HKEY_LOCAL_MACHINE, kSessionManager, kPendingValue, RRF_RT_REG_MULTI_SZ, nullptr, nullptr,
+                     &size) != ERROR_SUCCESS)
     return {};
   std::wstring data(size / sizeof(wchar_t), L'\0');
-  ::RegQueryValueExW(key.get(), kPendingValue, nullptr, nullptr, reinterpret_cast<BYTE*>(data.data()), &size);
+  ::RegGetValueW(HKEY_LOCAL_MACHINE, kSessionManager, kPendingValue, RRF_RT_REG_MULTI_SZ, nullptr, data.data(), &size);
   // Every entry ends with a null and the list with one more: drop that one so that empty targets survive.
   if (!data.empty() && data.back() == L'\0') data.pop_back();
   std::vector<std::wstring> entries;
@@ -48,12 +45,10 @@ void ForgetPending(const std::vector<std::wstring>& sources) {
     for (const std::wstring& source : sources) ours = ours || IsSource(entries[i], source);
     if (!ours) kept += entries[i] + L'\0' + entries[i + 1] + L'\0';
   }
-  UniqueRegKey key;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, kSessionManager, 0, KEY_ALL_ACCESS, key.put()) != ERROR_SUCCESS) return;
-  if (kept.empty()) ::RegDeleteValueW(key.get(), kPendingValue);
+  if (kept.empty()) ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager, kPendingValue);
   else
-    ::RegSetValueExW(key.get(), kPendingValue, 0, REG_MULTI_SZ, reinterpret_cast<const BYTE*>(kept.c_str()),
-                     static_cast<DWORD>((kept.size() + 1) * sizeof(wchar_t)));
+    ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager, kPendingValue, REG_MULTI_SZ, kept.c_str(),
+                      static_cast<DWORD>((kept.size() + 1) * sizeof(wchar_t)));
 }
 
 }  // namespace apptest

@@ -24,14 +24,9 @@ class RecordingApp : public CSetupApp {
   void Note(const std::wstring& what) { record += what + std::to_wstring(installSettings.installMode) + L" "; }
   void RunRemovalWorkerRole(const Args&) override { Note(L"worker"); }
   void CloseCopies(int otherCopies) override { record += L"close" + std::to_wstring(otherCopies) + L" "; }
-  INT_PTR StartRemovalWorker() override {
-    Note(L"start");
-    return -1;  // "failed": the real one does not come back on success
-  }
-  int RunInstallMode(const Args&) override {
-    Note(L"install");
-    return kExitCancelled;
-  }
+  // -1: "failed", as the real one does not come back on success.
+  INT_PTR StartRemovalWorker() override { Note(L"start"); return -1; }
+  int RunInstallMode(const Args&) override { Note(L"install"); return kExitCancelled; }
 };
 
 }  // namespace
@@ -39,25 +34,16 @@ class RecordingApp : public CSetupApp {
 // The scan: mode options ignore case and stop it, "-sfxname=" is exact and cut
 // to its folder, the last one wins; and the mode each role then runs in.
 TEST(ScanOptions, ModesFolderAndRoleModes) {
-  struct Case {
-    Args argv;
-    int mode;
-    bool silent;
-    const wchar_t* sfxFolder;
-    int setupMode;
-  } cases[] = {
+  struct Case { Args argv; int mode; bool silent; const wchar_t* sfxFolder; int setupMode; } cases[] = {
       {{L"-v"}, 1, false, L"", 0},  // the program name is never an option
       {{L"p", L"unknown", L"-vv", L"-silent", L"/s"}, 1, false, L"", 0},
-      {{L"p", L"-V", L"-sfxname=C:\\x\\y.exe"}, 0, false, L"", 0},
-      {{L"p", L"-S"}, 1, true, L"", 1},
-      {{L"p", L"-v", L"-s", L"-sconf"}, 0, false, L"", 0},
+      {{L"p", L"-V", L"-s", L"-sfxname=C:\\x\\y.exe"}, 0, false, L"", 0},
       {{L"p", L"-SConf", L"-v", L"-s"}, 2, false, L"", 2},
       {{L"p", L"-s", L"-sfxname=D:\\a b\\c d\\pkg.exe", L"-sconf"}, 2, true, L"D:\\a b\\c d", 2},
       {{L"p", L"-sfxname=C:\\x\\"}, 1, false, L"C:", 0},
       {{L"p", L"-sfxname=C:\\x\\\\"}, 1, false, L"C:\\x", 0},  // one backslash dropped
       {{L"p", L"-sfxname=\\y.exe"}, 1, false, L"", 0},
-      {{L"p", L"-sfxname=y.exe"}, 1, false, L"", 0},
-      {{L"p", L"-sfxname=C:\\a\\1.exe", L"-sfxname=C:\\b\\2.exe", L"-s"}, 1, true, L"C:\\b", 1},
+      {{L"p", L"-sfxname=C:\\a\\1.exe", L"-sfxname=C:\\b\\2.exe", L"-S"}, 1, true, L"C:\\b", 1},
       {{L"p", L"-SFXNAME=C:\\a\\b.exe", L"x-sfxname=C:\\a\\b.exe"}, 1, false, L"", 0},
   };
   for (const Case& c : cases) {
@@ -91,21 +77,13 @@ TEST(ChooseSetupRole, WorkerSetupAndSkipRules) {
 TEST(SetupApp, RolesQuestionsAndHandOver) {
   const std::wstring setup = L"C:\\Downloads\\setup.exe", uninstaller = L"C:\\Program Files\\Q 8\\QmkUnInst.exe";
   const Args worker = {L"C:\\Temp\\uni5.tmp", L"-delself", uninstaller, L"-s"};
-  struct Box {
-    UINT id, style;
-  };
+  struct Box { UINT id, style; };
   const Box confirm = {IDS_CONFIRM_UNINSTALL, MB_YESNO | MB_ICONWARNING | MB_DEFBUTTON2},
             oneCopy = {IDS_CLOSE_ONE_COPY, MB_YESNO | MB_ICONWARNING},
             copies = {IDS_CLOSE_COPIES, MB_YESNO | MB_ICONWARNING}, aborted = {IDS_SETUP_ABORTED, MB_ICONINFORMATION};
   const struct {
-    const char* what;
-    Args argv;
-    std::wstring path;
-    int otherCopies, answer;
-    std::vector<Box> boxes;
-    const wchar_t* record;
-    BOOL init;
-    int exitCode;
+    const char* what; Args argv; std::wstring path; int otherCopies, answer; std::vector<Box> boxes;
+    const wchar_t* record; BOOL init; int exitCode;
   } cases[] = {
       {"uninstaller, -DELSELF a b is no worker: no question, worker started silently",
        {uninstaller, L"-DELSELF", L"a", L"b"}, uninstaller, 2, 0, {}, L"close2 start1 ", FALSE, kExitWorkerNotStarted},
@@ -130,12 +108,10 @@ TEST(SetupApp, RolesQuestionsAndHandOver) {
   SetResourceModule(::GetModuleHandleW(nullptr));
   // Ids that name no process, so that nothing real is ever closed.
   constexpr DWORD kFakeIds[] = {0x7FFFFF00, 0x7FFFFF04, 0x7FFFFF08};
-  int serial = 0;
+  const std::wstring listName = L"qmtest.setupapp." + std::to_wstring(::GetCurrentProcessId());
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    std::wstring name = L"qmtest.setupapp." + std::to_wstring(::GetCurrentProcessId()) + L"." +
-                        std::to_wstring(++serial);
-    COXInstanceManager registry(name.c_str(), 1024, TRUE);
+    COXInstanceManager registry(listName.c_str(), 1024, TRUE);  // a fresh list: the last one has gone
     for (int i = 0; i < c.otherCopies; ++i) ASSERT_TRUE(registry.RegisterProcess(kFakeIds[i]));
     installSettings = InstallSettings();
     qmtest::MessageBoxRecorder boxes;

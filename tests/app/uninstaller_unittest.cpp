@@ -28,11 +28,6 @@ struct InstalledCopy {
                 qmtest::WriteFileBytes(folder + L"\\QmkUnInst.log", "File Copy: readme.txt\r\n\r\n") &&
                 qmtest::WriteFileBytes(root / L"keep.txt", "keep"));
   }
-  // Every file of the installation is still there.
-  bool Intact() const {
-    return qmtest::FileExists(uninstaller) && qmtest::FileExists(folder + L"\\readme.txt") &&
-           qmtest::FileExists(folder + L"\\QmkUnInst.log");
-  }
   // Nothing of the installation is left, not even its folder; the user's file is.
   bool Gone() const {
     return ::GetFileAttributesW(folder.c_str()) == INVALID_FILE_ATTRIBUTES &&
@@ -61,28 +56,21 @@ std::vector<std::wstring> WorkerFiles() {
   return paths;
 }
 
-// commandLine run on another thread; get() gives its exit code (the process is
-// ended after timeoutMs).
-std::future<int> Start(const std::wstring& commandLine, DWORD timeoutMs) {
-  return std::async(std::launch::async, [=] { return qmtest::RunProcess(commandLine, timeoutMs); });
-}
-
-// The message box "Quillmark Setup", once it is up; null after timeoutMs.
-HWND WaitForMessageBox(DWORD timeoutMs) {
+// Runs commandLine and answers the message box "Quillmark Setup" it shows with
+// button, after whileShown(); the box's text (empty when none came) and the exit code.
+std::pair<std::wstring, int> AnswerMessageBox(const std::wstring& commandLine, int button,
+                                              const std::function<void()>& whileShown = {}) {
+  std::future<int> exitCode = std::async(std::launch::async, [=] { return qmtest::RunProcess(commandLine, 120000); });
   HWND box = nullptr;
-  auto up = [&] { return (box = ::FindWindowW(L"#32770", L"Quillmark Setup")) != nullptr && ::IsWindowVisible(box); };
-  return WaitUntil(up, timeoutMs) ? box : nullptr;
-}
-
-// A message box keeps its text in the static control 0xFFFF.
-std::wstring MessageText(HWND box) {
   wchar_t text[1024] = {};
-  ::GetDlgItemTextW(box, 0xFFFF, text, 1024);
-  return text;
-}
-
-void Press(HWND box, int button) {
-  ::PostMessageW(box, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), reinterpret_cast<LPARAM>(::GetDlgItem(box, button)));
+  auto shown = [&] { return (box = ::FindWindowW(L"#32770", L"Quillmark Setup")) && ::IsWindowVisible(box); };
+  if (WaitUntil(shown, 60000)) {
+    // A message box keeps its text in the static control 0xFFFF.
+    ::GetDlgItemTextW(box, 0xFFFF, text, 1024);
+    if (whileShown) whileShown();
+    ::PostMessageW(box, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED), LPARAM(::GetDlgItem(box, button)));
+  }
+  return {text, exitCode.get()};
 }
 
 }  // namespace
@@ -115,13 +103,11 @@ TEST(UninstallerRole, HandsOverToTemporaryWorker) {
 TEST(UninstallerWindows, ConfirmationDeclinedChangesNothing) {
   SetResourceModule(::GetModuleHandleW(nullptr));
   InstalledCopy copy;
-  std::future<int> exitCode = Start(L"\"" + copy.uninstaller + L"\" -v", 60000);
-  HWND box = WaitForMessageBox(30000);
-  ASSERT_NE(box, nullptr);
-  EXPECT_EQ(MessageText(box), LoadStr(IDS_CONFIRM_UNINSTALL));
-  Press(box, IDNO);
-  EXPECT_EQ(exitCode.get(), 2);
-  EXPECT_TRUE(copy.Intact());
+  auto [text, exitCode] = AnswerMessageBox(L"\"" + copy.uninstaller + L"\" -v", IDNO);
+  EXPECT_EQ(text, LoadStr(IDS_CONFIRM_UNINSTALL));
+  EXPECT_EQ(exitCode, 2);
+  EXPECT_TRUE(qmtest::FileExists(copy.uninstaller) && qmtest::FileExists(copy.folder + L"\\readme.txt") &&
+              qmtest::FileExists(copy.folder + L"\\QmkUnInst.log"));
 }
 
 // A worker started by hand with "-v" reports the removal (string 20) once it is over.
@@ -130,12 +116,9 @@ TEST(UninstallerWindows, WorkerByHandWithVerboseReports) {
   InstalledCopy copy;
   const std::wstring worker = copy.root / L"worker.exe";
   ASSERT_TRUE(::CopyFileW((qmtest::BinDir() + L"\\setup.exe").c_str(), worker.c_str(), FALSE));
-  std::future<int> exitCode = Start(L"\"" + worker + L"\" -delself \"" + copy.uninstaller + L"\" -v", 120000);
-  HWND box = WaitForMessageBox(120000);
-  ASSERT_NE(box, nullptr);
-  EXPECT_EQ(MessageText(box), LoadStr(IDS_UNINSTALLED));
-  EXPECT_TRUE(copy.Gone());
-  Press(box, IDOK);
-  EXPECT_EQ(exitCode.get(), 0);
+  auto [text, exitCode] = AnswerMessageBox(L"\"" + worker + L"\" -delself \"" + copy.uninstaller + L"\" -v", IDOK,
+                                           [&] { EXPECT_TRUE(copy.Gone()); });
   apptest::ForgetPending({worker});
+  EXPECT_EQ(text, LoadStr(IDS_UNINSTALLED));
+  EXPECT_EQ(exitCode, 0);
 }
