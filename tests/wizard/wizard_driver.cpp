@@ -1,8 +1,7 @@
 #include "tests/wizard/wizard_driver.h"
 
-#include <gtest/gtest.h>
-
 #include <thread>
+#include <utility>
 
 #include "wizard/wizard.h"
 
@@ -10,8 +9,8 @@ namespace wiztest {
 namespace {
 
 struct Search {
-  HWND exclude = nullptr;
-  const wchar_t* caption = nullptr;
+  HWND exclude;
+  const wchar_t* caption;
   HWND found = nullptr;
 };
 
@@ -19,64 +18,65 @@ BOOL CALLBACK FindDialog(HWND window, LPARAM param) {
   auto* search = reinterpret_cast<Search*>(param);
   wchar_t className[16] = {};
   ::GetClassNameW(window, className, 16);
-  if (window == search->exclude || wcscmp(className, L"#32770") != 0 || !::IsWindowVisible(window))
+  if (window == search->exclude || wcscmp(className, L"#32770") != 0 || !::IsWindowVisible(window) ||
+      (search->caption && Text(window) != search->caption))
     return TRUE;
-  if (search->caption && Driver::Text(window) != search->caption) return TRUE;
   search->found = window;
   return FALSE;
 }
 
 HWND FindThreadDialog(DWORD thread, HWND exclude, const wchar_t* caption) {
-  Search search{exclude, caption, nullptr};
+  Search search{exclude, caption};
   ::EnumThreadWindows(thread, &FindDialog, reinterpret_cast<LPARAM>(&search));
   return search.found;
 }
 
-// Cancel answered Yes, or Finish where Cancel is disabled; real message
-// boxes (no recorder) are answered Yes or OK on screen.
+// Cancel answered Yes, or Finish where Cancel is disabled; without a recorder
+// a real message box is answered Yes (or OK) on screen.
 void ForceClose(const Driver& driver, qmtest::MessageBoxRecorder* recorder) {
-  for (int attempt = 0; attempt < 40 && ::IsWindow(driver.frame()); ++attempt) {
+  for (int attempt = 0; attempt < 40 && ::IsWindow(driver.frame); ++attempt) {
     if (recorder) recorder->Answer(IDYES);
-    ::PostMessageW(driver.frame(), WM_COMMAND, MAKEWPARAM(attempt % 2 ? IDOK : IDCANCEL, BN_CLICKED), 0);
-    if (HWND box = recorder ? nullptr : driver.WaitForDialog(L"Quillmark Setup", 500)) {
-      HWND yes = ::GetDlgItem(box, IDYES);
-      ::PostMessageW(yes ? yes : ::GetDlgItem(box, IDOK), BM_CLICK, 0, 0);
-    }
+    ::PostMessageW(driver.frame, WM_COMMAND, MAKEWPARAM(attempt % 2 ? IDOK : IDCANCEL, BN_CLICKED), 0);
+    if (HWND box = recorder ? nullptr : driver.WaitForDialog(L"Quillmark Setup", 500))
+      ::PostMessageW(::GetDlgItem(box, IDYES) ? ::GetDlgItem(box, IDYES) : ::GetDlgItem(box, IDOK), BM_CLICK, 0, 0);
     ::Sleep(250);
   }
 }
 
+int CountingInstall() {
+  ++installCalls;
+  if (restartAfterInstall) installSettings.restartNeeded = 1;
+  return 0;
+}
+
 }  // namespace
 
-std::wstring Driver::Text(HWND window) {
-  if (!window) return std::wstring();
+std::wstring Text(HWND window) {
   wchar_t buffer[2048] = {};
-  int length = ::GetWindowTextW(window, buffer, 2048);
+  int length = window ? ::GetWindowTextW(window, buffer, 2048) : 0;
   return std::wstring(buffer, length > 0 ? static_cast<size_t>(length) : 0);
 }
 
 std::wstring Driver::PageKind() const {
-  if (!Page()) return L"";
-  if (PageItem(IDC_BROWSE)) return L"folder";
-  if (PageItem(IDC_RUN_AFTER)) return L"start";
-  if (PageItem(IDC_AUTOSTART)) return L"group";
-  if (PageItem(IDC_AGREEMENT_TEXT)) return L"agreement";
-  if (PageItem(IDC_WELCOME_VERSION)) return L"welcome";
+  HWND page = Page();
+  if (!page) return L"";
+  for (auto [id, kind] : {std::pair{IDC_BROWSE, L"folder"}, std::pair{IDC_RUN_AFTER, L"start"},
+                          std::pair{IDC_AUTOSTART, L"group"}, std::pair{IDC_AGREEMENT_TEXT, L"agreement"},
+                          std::pair{IDC_WELCOME_VERSION, L"welcome"}})
+    if (::GetDlgItem(page, id)) return kind;
   return L"?";
 }
 
 HWND Driver::WaitForDialog(const wchar_t* caption, DWORD timeoutMs) const {
-  for (DWORD waited = 0; waited <= timeoutMs; waited += 50) {
-    if (HWND box = FindThreadDialog(wizardThread_, frame_, caption)) return box;
-    ::Sleep(50);
-  }
+  for (DWORD waited = 0; waited <= timeoutMs; waited += 50, ::Sleep(50))
+    if (HWND box = FindThreadDialog(wizardThread, frame, caption)) return box;
   return nullptr;
 }
 
 RECT Driver::Rect(HWND window) const {
   RECT rect = {};
   ::GetWindowRect(window, &rect);
-  ::MapWindowPoints(nullptr, frame_, reinterpret_cast<POINT*>(&rect), 2);
+  ::MapWindowPoints(nullptr, frame, reinterpret_cast<POINT*>(&rect), 2);
   return rect;
 }
 
@@ -84,30 +84,18 @@ INT_PTR RunDriven(int presetIndex, qmtest::MessageBoxRecorder* recorder,
                   const std::function<void(Driver&)>& drive) {
   DWORD wizardThread = ::GetCurrentThreadId();
   std::thread driverThread([&] {
-    HWND frame = nullptr;
-    for (int wait = 0; !frame && wait < 400; ++wait) {
-      ::Sleep(50);
-      frame = FindThreadDialog(wizardThread, nullptr, nullptr);
-    }
-    if (!frame) {
-      ADD_FAILURE() << "the wizard frame did not appear";
-      return;
-    }
+    Driver driver{nullptr, wizardThread};
+    for (int wait = 0; !driver.frame && wait < 400; ++wait, ::Sleep(50))
+      driver.frame = FindThreadDialog(wizardThread, nullptr, nullptr);
+    if (!driver.frame) return ADD_FAILURE() << "the wizard frame did not appear", void();
     // Let the frame finish opening its first page.
-    ::SendMessageW(frame, WM_NULL, 0, 0);
-    Driver driver(frame, wizardThread);
+    ::SendMessageW(driver.frame, WM_NULL, 0, 0);
     drive(driver);
     ForceClose(driver, recorder);
   });
   INT_PTR result = RunWizard(presetIndex);
   driverThread.join();
   return result;
-}
-
-static int CountingInstall() {
-  ++installCalls;
-  if (restartAfterInstall) installSettings.restartNeeded = 1;
-  return 0;
 }
 
 void WizardTest::SetUp() {
@@ -120,8 +108,7 @@ void WizardTest::SetUp() {
   installSettings.newVersion = {8, 5, 3, 0};
   installCalls = 0;
   restartAfterInstall = false;
-  savedRunner_ = pInstallRun;
-  pInstallRun = &CountingInstall;
+  savedRunner_ = std::exchange(pInstallRun, &CountingInstall);
   wchar_t current[MAX_PATH] = {};
   ::GetCurrentDirectoryW(MAX_PATH, current);
   savedDirectory_ = current;
