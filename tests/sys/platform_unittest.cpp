@@ -37,12 +37,6 @@ const bool probeChild = [] {
   ::ExitProcess(0);
 }();
 
-std::wstring OwnPath() {
-  wchar_t path[MAX_PATH] = {};
-  ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  return path;
-}
-
 // Saves one registry value (or its absence) and puts it back on destruction.
 struct SavedValue {
   HKEY root;
@@ -123,7 +117,9 @@ TEST(VersionTest, VersionFacts) {
 // path) as its parent, leaves a buffer of size 0 alone, reads the claimed version
 // into a cleared 284-byte record, and had its start-up record filled the same way.
 TEST(ProbeChildTest, ParentAndClaimedVersion) {
-  const std::wstring self = OwnPath();
+  wchar_t ownPath[MAX_PATH] = {};
+  ::GetModuleFileNameW(nullptr, ownPath, MAX_PATH);
+  const std::wstring self = ownPath;
   const std::wstring appKey = L"Software\\Wine\\AppDefaults\\" + self.substr(self.find_last_of(L'\\') + 1);
   ASSERT_FALSE(RegKeyExists(HKEY_CURRENT_USER, appKey.c_str()));
   // Removed on every way out: a leftover would change the version of later runs.

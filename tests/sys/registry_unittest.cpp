@@ -10,14 +10,11 @@ namespace {
 // Every case works below its own scratch key of the current user, removed afterwards.
 class RegistryTest : public testing::Test {
  protected:
-  void SetUp() override {
-    subkey_ = L"Software\\QmSysTests\\Registry" + std::to_wstring(::GetCurrentProcessId());
-    ASSERT_EQ(ERROR_SUCCESS, key_.Create(HKEY_CURRENT_USER, subkey_.c_str()));
-  }
+  void SetUp() override { ASSERT_EQ(ERROR_SUCCESS, key_.Create(HKEY_CURRENT_USER, subkey_.c_str())); }
   void TearDown() override {
     key_.Close();
-    ::RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\QmSysTests");
-    ::RegDeleteKeyW(HKEY_CURRENT_USER, L"Software\\QmSysTests");
+    ::RegDeleteTreeW(HKEY_CURRENT_USER, subkey_.c_str());
+    ::RegDeleteKeyW(HKEY_CURRENT_USER, subkey_.c_str());
   }
   // Stores raw data of any type and size, bypassing the helpers under test.
   void Put(const wchar_t* name, DWORD type, const void* data, DWORD size) {
@@ -38,7 +35,7 @@ class RegistryTest : public testing::Test {
   }
   std::wstring Read(const wchar_t* name) { return ReadRegString(HKEY_CURRENT_USER, subkey_.c_str(), name); }
 
-  std::wstring subkey_;
+  const std::wstring subkey_ = L"Software\\QmSysTests";
   CKey key_;
 };
 
