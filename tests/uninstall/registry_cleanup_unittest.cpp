@@ -48,6 +48,7 @@ class RegistryCleanupTest : public ::testing::Test {
     for (const std::wstring& profile : Profiles())
       for (const wchar_t* key : {kMakerKey, kApplicationKey}) DropKey(HKEY_USERS, profile + L"\\" + key);
     for (const HostPlace& place : kHostPlaces) DropKey(place.root, kHostKey, place.view);
+    DropKey(HKEY_CLASSES_ROOT, L"QM8.Document");
   }
 };
 
@@ -79,14 +80,18 @@ TEST_F(RegistryCleanupTest, MakerKeyKeptOnlyWhileShared) {
   EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kMakerKey));
 }
 
-// The uninstall entry goes by a plain delete, so one with a sub-key stays; the
-// native-messaging host goes for the user and from the machine's 64-bit view
-// on a 64-bit system (the 32-bit view is another key and stays).
-TEST_F(RegistryCleanupTest, UninstallEntryAndNativeMessagingHost) {
+// The earlier version's identifier goes with its tree; the uninstall entry goes
+// by a plain delete, so one with a sub-key stays; the native-messaging host
+// goes for the user and from the machine's 64-bit view on a 64-bit system (the
+// 32-bit view is another key and stays). The other keys the install writes are
+// checked by the end-to-end removal.
+TEST_F(RegistryCleanupTest, OldIdentifierUninstallEntryAndNativeMessagingHost) {
+  ASSERT_TRUE(MakeKey(HKEY_CLASSES_ROOT, L"QM8.Document\\shell\\open\\command"));
   ASSERT_TRUE(MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kUninstallEntry) + L"\\Child"));
   for (const HostPlace& place : kHostPlaces)
     ASSERT_TRUE(MakeKey(place.root, std::wstring(kHostKey) + L"\\sub", place.view));
   RemoveEntries();
+  EXPECT_FALSE(KeyExists(HKEY_CLASSES_ROOT, L"QM8.Document"));
   EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, kUninstallEntry));
   EXPECT_FALSE(KeyExists(HKEY_LOCAL_MACHINE, kHostKey, KEY_WOW64_64KEY));
   EXPECT_TRUE(KeyExists(HKEY_LOCAL_MACHINE, kHostKey, KEY_WOW64_32KEY));
