@@ -114,13 +114,16 @@ TEST_F(RemovalTest, DeleteMatchingFilesQueuesWhatIsInUse) {
   EXPECT_EQ(PendingUnder(root_.path()), 3u);
 }
 
-// A "Make Dir: " parent listed before its sub-folder is left to the restart
-// while the sub-folder goes; a folder that is not there is queued all the same.
-TEST_F(RemovalTest, MakeDirOrderMatters) {
-  Touch({L"Quillmark 8\\data\\sub\\", L"Quillmark 8\\empty\\"});
-  RemoveLoggedFiles(WriteLog("Make Dir: data\r\nMake Dir: data\\sub\r\nMake Dir: empty\r\nMake Dir: gone\r\n"),
-                    install_, nullptr);
-  EXPECT_EQ(Tree(install_), (std::set<std::wstring>{L"data\\", L"QmkUnInst.log"}));
+// With one kind given, as the install run does, only that kind goes in the
+// file pass and the "Make Dir: " pass still runs: a parent listed before its
+// sub-folder is left to the restart while the sub-folder goes, and a folder
+// that is not there is queued all the same.
+TEST_F(RemovalTest, OneKindAndMakeDirOrder) {
+  Touch({L"Quillmark 8\\a.dll", L"Quillmark 8\\old.dll", L"Quillmark 8\\data\\sub\\", L"Quillmark 8\\empty\\"});
+  RemoveLoggedFiles(WriteLog("File Copy: a.dll\r\nFile Del: old.dll\r\nMake Dir: data\r\nMake Dir: data\\sub\r\n"
+                             "Make Dir: empty\r\nMake Dir: gone\r\n"),
+                    install_, kFileDel);
+  EXPECT_EQ(Tree(install_), (std::set<std::wstring>{L"a.dll", L"data\\", L"QmkUnInst.log"}));
   EXPECT_TRUE(IsPendingDeletion(install_ + L"data"));
   EXPECT_TRUE(IsPendingDeletion(install_ + L"gone"));
   EXPECT_EQ(PendingUnder(root_.path()), 2u);
@@ -138,8 +141,9 @@ TEST_F(RemovalTest, RandomBytesAndOddLinesTouchOnlyRealEntries) {
     for (char& b : bytes) b = static_cast<char>(random() & 0xFF);
     return bytes;
   };
-  std::wstring logPath = WriteLog(noise(30000) + "\nFile Del: target.txt\r\nfile del: a.dll\n" + std::string(511, '-') +
-                                  "File Del: split.txt\nFile Del:\nMake Dir: \r\nMade Dir: \n" + noise(30000));
+  std::wstring logPath = WriteLog(noise(30000) + "\nFile Del: target.txt\r\nfile del: a.dll\n" +
+                                  std::string(511, '-') + "File Del: split.txt\nFile Del:\nMake Dir: \r\nMade Dir: \n" +
+                                  noise(30000));
   RemoveLoggedLinks(logPath);
   RemoveLoggedFiles(logPath, install_, nullptr);
   EXPECT_EQ(Tree(root_.path()), (std::set<std::wstring>{L"Quillmark 8\\", L"Quillmark 8\\QmkUnInst.log",
@@ -151,10 +155,10 @@ TEST_F(RemovalTest, RandomBytesAndOddLinesTouchOnlyRealEntries) {
 // Shortcuts journalled under Cyrillic and CJK folders are found and removed;
 // "Made Dir: " takes the emptied parents up to the first one that is not empty.
 TEST_F(RemovalTest, WideShortcutPathsRoundTrip) {
-  const std::wstring cyrillic = L"\u041f\u043e\u043b\u044c\u0437\u043e\u0432\u0430\u0442\u0435\u043b\u044c\\Desktop";
+  const std::wstring user = L"\u041f\u043e\u043b\u044c\u0437\u043e\u0432\u0430\u0442\u0435\u043b\u044c";
+  const std::wstring cyrillic = user + L"\\Desktop";
   const std::wstring cjk = L"\u7528\u6237\\\u684c\u9762";
-  Touch({cyrillic + L"\\Quillmark 8.lnk", cjk + L"\\Quillmark 8.lnk",
-         cjk + L"\\\u8282\u76ee\\Quillmark 8\\"});
+  Touch({cyrillic + L"\\Quillmark 8.lnk", cjk + L"\\Quillmark 8.lnk", cjk + L"\\\u8282\u76ee\\Quillmark 8\\"});
   std::wstring journal = install_ + kJournalName;
   AppendLogLine(journal, L"File Copy: keep.txt");
   AppendLogLine(journal, L"");
@@ -163,8 +167,7 @@ TEST_F(RemovalTest, WideShortcutPathsRoundTrip) {
   AppendLogLine(journal, std::wstring(kMadeDir) + At(cjk + L"\\\u8282\u76ee\\Quillmark 8"));
   RemoveLoggedLinks(journal);
   EXPECT_EQ(Tree(root_.path()), (std::set<std::wstring>{L"Quillmark 8\\", L"Quillmark 8\\QmkUnInst.log",
-                                                        L"\u041f\u043e\u043b\u044c\u0437\u043e\u0432\u0430\u0442\u0435\u043b\u044c\\",
-                                                        cyrillic + L"\\"}));
+                                                        user + L"\\", cyrillic + L"\\"}));
 }
 
 // ---------------------------------------------------------------------------
