@@ -60,9 +60,7 @@ class FileInstallTest : public testing::Test {
   std::wstring dst_ = root_ / L"Quillmark 8";
 };
 
-// Same folder (in other letter case): success without touching anything unless
-// a new name asks for a copy; a missing source or script fails and makes nothing;
-// a read-only, hidden target is replaced, folders ending in '/' or '\' joined as they are.
+// Same folder copies only to a new name; missing source or script makes nothing; read-only targets replaced.
 TEST_F(FileInstallTest, SameFolderReadOnlyTargetAndMissingInputs) {
   ASSERT_TRUE(WriteFileBytes(src_ + L"\\a.txt", "new"));
   ASSERT_TRUE(WriteFileBytes(src_ + L"\\b.txt", "old"));
@@ -89,8 +87,7 @@ TEST_F(FileInstallTest, SameFolderReadOnlyTargetAndMissingInputs) {
   EXPECT_EQ(FoundNames(dst_, L"*"), Names{L"c.txt"});
 }
 
-// A target the loader holds (deletion refused, renaming allowed) goes to ".old",
-// queued for deletion; a held ".old" is queued too and ".old2" taken instead.
+// A mapped target is renamed to ".old" (".old2" when that is held too), queued for deletion.
 TEST_F(FileInstallTest, TargetInUseIsMovedToOld) {
   wchar_t self[MAX_PATH] = {};
   ::GetModuleFileNameW(nullptr, self, MAX_PATH);
@@ -117,11 +114,7 @@ TEST_F(FileInstallTest, TargetInUseIsMovedToOld) {
 
 class InstallScriptTest : public FileInstallTest, public testing::WithParamInterface<int> {};
 
-// One script with every entry kind, per install type: x64 entries land only
-// under WOW64 or for the portable type, "prt" only for the portable type into
-// the parent folder, "ind" only when the system lacks the library (the
-// package's copy parked meanwhile and back after); renamings and sub-folder
-// patterns land right, the folder chain is made, " | " belongs to the name here.
+// Every entry kind per install type: x64, prt and ind rules, renamings, sub-folder patterns, folder chain.
 TEST_P(InstallScriptTest, EveryEntryKindLandsWhereItShould) {
   const bool portable = GetParam() == 2, x64 = portable || sizeof(void*) == 4;  // 32-bit runs under WOW64
   const std::wstring parent = root_ / L"Programs", installDir = parent + L"\\Quillmark 8";
@@ -169,8 +162,8 @@ TEST_P(InstallScriptTest, EveryEntryKindLandsWhereItShould) {
   EXPECT_EQ(FoundNames(src_, L"*.dll*"), (Names{L"qmengine_probe.dll", L"version.dll"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(InstallTypes, InstallScriptTest, testing::Values(0, 1, 2), [](const auto& info) {
-  return std::string(info.param == 0 ? "CurrentUser" : info.param == 1 ? "AllUsers" : "Portable");
-});
+// The current-user and all-users types copy alike; the portable type differs.
+INSTANTIATE_TEST_SUITE_P(InstallTypes, InstallScriptTest, testing::Values(1, 2),
+                         [](const auto& info) { return std::string(info.param == 2 ? "Portable" : "Installed"); });
 
 }  // namespace

@@ -125,10 +125,7 @@ class InstallRunTest : public testing::Test {
   std::wstring installDir_ = root_ / L"Programs\\Quillmark 8";
 };
 
-// Every value goes under the machine keys with its type and data ("B" for all
-// users; version parts unpadded where "%d", padded in DisplayVersion); the
-// associations name the application entry before Windows 8, the programmatic
-// identifier from Windows 8 on.
+// Every value with its type and data; association target by Windows version (6.2 the turning point).
 TEST_F(InstallRunTest, RegistrationWritesEveryValueWithItsType) {
   installSettings.installType = 1;
   installSettings.newVersion = {12, 34, 5, 7};
@@ -160,8 +157,7 @@ TEST_F(InstallRunTest, RegistrationWritesEveryValueWithItsType) {
   }
 }
 
-// The thumbnail extension: the 64-bit one under WOW64 (none before Vista),
-// else the 32-bit one, or its XP edition before Vista.
+// Thumbnail extension: 64-bit under WOW64 (none before Vista), else 32-bit or its XP edition.
 TEST_F(InstallRunTest, ThumbnailExtensionBySystem) {
   windowsVersion.dwMajorVersion = 5;
   EXPECT_EQ(ThumbnailExtensionPath(), IsWow64() ? L"" : installDir_ + L"\\ThumbDqmXP32.dll");
@@ -170,22 +166,7 @@ TEST_F(InstallRunTest, ThumbnailExtensionBySystem) {
   EXPECT_EQ(ThumbnailExtensionPath(), installDir_ + (IsWow64() ? L"\\x64\\ThumbDqm64.dll" : L"\\ThumbDqm32.dll"));
 }
 
-// The existing installation: "Path" first, else App Paths cut before the
-// executable's name; one trailing backslash dropped; empty when neither says.
-TEST_F(InstallRunTest, ExistingInstallFolder) {
-  const std::wstring appPath = kWindows + std::wstring(L"App Paths\\Qmkview8.exe");
-  EXPECT_EQ(ExistingInstallFolder(), L"");
-  WriteRegString(HKEY_LOCAL_MACHINE, appPath.c_str(), nullptr, L"C:\\Apps\\QM\\\\Qmkview8.exe");
-  EXPECT_EQ(ExistingInstallFolder(), L"C:\\Apps\\QM");
-  WriteRegString(HKEY_LOCAL_MACHINE, appPath.c_str(), nullptr, L"C:\\Apps\\QM\\Other.exe");
-  EXPECT_EQ(ExistingInstallFolder(), L"");
-  WriteRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold\\Quillmark 8", L"Path", L"D:\\Tools\\Q8\\");
-  EXPECT_EQ(ExistingInstallFolder(), L"D:\\Tools\\Q8");
-}
-
-// A saved shortcut keeps target (quotes dropped), arguments, working folder,
-// description and show command and only then is journalled; optional parts
-// left out stay unset; a shortcut that cannot be saved leaves no entry.
+// A saved shortcut reads back as asked (quotes dropped) and is journalled; a failed save is not.
 TEST_F(InstallRunTest, CreateShellLinkSavesAndJournals) {
   PutFiles(installDir_, {L"Qmkview8.exe", L"Qmkview8Man.chm"});
   const std::wstring program = installDir_ + L"\\Qmkview8.exe", help = installDir_ + L"\\Qmkview8Man.chm";
@@ -204,10 +185,7 @@ TEST_F(InstallRunTest, CreateShellLinkSavesAndJournals) {
   EXPECT_TRUE(boxes_.shown().empty());
 }
 
-// Without an all-users programs folder (a bare drive letter is what a system
-// without one reports) an all-users installation becomes a current-user one;
-// the group " QmEngine Tools/Capture\" becomes two nested folders of which
-// only the full one is journalled.
+// No all-users programs folder: current-user links; a nested group journalled only as the full folder.
 TEST_F(InstallRunTest, AllUsersWithoutCommonProgramsFallsBackToCurrentUser) {
   PutFiles(installDir_, {L"Qmkview8.exe", L"Qmkview8Man.chm"});
   installSettings.installType = 1;
@@ -243,12 +221,7 @@ TEST_F(InstallRunTest, AllUsersWithoutCommonProgramsFallsBackToCurrentUser) {
   EXPECT_TRUE(boxes_.shown().empty());
 }
 
-// Into the default folder an earlier journal's entries are left alone; the
-// product's settings beside the package come along; a script without a final
-// line break gets no empty line. Reinstalling with another group name and
-// defaultDirUsed 0: the old group and the shortcuts named by both old journals
-// go first, the files the new script's "File Del: " entries name go before the
-// copy pass.
+// A reinstall with another group: old links and "File Del: " files go first, but not into the default folder.
 TEST_F(InstallRunTest, ReinstallReplacesGroupAndObsoleteFiles) {
   PutFiles(package_, {L"Qmkview8.exe", L"legacy.txt", L"stale.dat"});
   PutFiles(sfx_, {L"Qmkview8.ini", L"Qmkview8.reg", L"other.ini"});
@@ -262,10 +235,12 @@ TEST_F(InstallRunTest, ReinstallReplacesGroupAndObsoleteFiles) {
   const std::wstring programs = ShellFolderPath(CSIDL_PROGRAMS);
   ASSERT_TRUE(FileExists(programs + L"\\QmEngine Old Group\\Quillmark 8.lnk"));
   ASSERT_TRUE(FileExists(installDir_ + L"\\legacy.txt"));
-  EXPECT_TRUE(FileExists(olderLink));
+  EXPECT_TRUE(FileExists(olderLink));  // nothing earlier is cleared in the default folder
+  // Only the product's settings come from beside the package.
   EXPECT_EQ(ReadFileBytes(installDir_ + L"\\Qmkview8.ini") + ReadFileBytes(installDir_ + L"\\Qmkview8.reg"),
             "Qmkview8.iniQmkview8.reg");
   EXPECT_FALSE(FileExists(installDir_ + L"\\other.ini"));
+  // The script lacks a final line break, so no empty line comes before the group.
   EXPECT_EQ(qmtest::ReadLines(installDir_ + L"\\QmkUnInst.log").at(3),
             "Made Dir: " + Narrow(programs) + "\\QmEngine Old Group");
   EXPECT_EQ(ReadRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold\\Quillmark 8", L"AllUsers"), L"A");

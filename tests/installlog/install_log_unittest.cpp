@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 #include <vector>
 
@@ -28,9 +27,7 @@ Lines LinesOf(const std::string& bytes) {
   return ReadAll(dir / L"log");
 }
 
-// A line is an entry only with the exact, case-sensitive prefix and its blank
-// (no further blank skipped); renaming splits at the first '>' trimming around
-// it, also after trailing blanks; " | " cuts a comment.
+// Exact case-sensitive prefixes with their blank; renaming split at the first '>'; " | " comments cut.
 TEST(InstallLogEntry, PrefixesRenamingAndComment) {
   struct Case { const wchar_t *line, *kind, *argument; };
   for (const Case& c : {Case{L"File Copy x64: a b.dll", kFileCopyX64, L"a b.dll"},
@@ -56,9 +53,7 @@ TEST(InstallLogEntry, PrefixesRenamingAndComment) {
   EXPECT_EQ(CutComment(L"a.txt  | x"), L"a.txt ");
 }
 
-// The line model: trailing characters of code 32 or less cut but never the
-// first; LF and CR LF alike; text ends at a NUL; a physical line read in pieces
-// of 511 characters, its line end counting as one.
+// Trailing codes <= 32 cut but never the first; LF = CR LF; NUL ends the text; 511-character pieces.
 TEST(InstallLogReader, LineModel) {
   struct Case { std::string bytes; Lines lines; };
   const Case cases[] = {
@@ -81,9 +76,7 @@ TEST(InstallLogReader, LineModel) {
   EXPECT_FALSE(EntryArgument(LinesOf("File Copy: \r\n").at(0), kFileCopy, argument));
 }
 
-// ForEachEntry hands out one kind's arguments in order; a missing log reads as
-// empty; appending adds CR LF lines, ends text at a NUL and skips an
-// unreachable log.
+// ForEachEntry in file order; appending CR LF lines cut at a NUL; missing or unreachable logs ignored.
 TEST(InstallLogReader, ForEachEntryAppendAndMissingLog) {
   TempDir dir(L"qmlog");
   WriteFileBytes(dir / L"log", "Shell Link: a\r\nMade Dir: b\r\nShell Link: c");
@@ -99,10 +92,7 @@ TEST(InstallLogReader, ForEachEntryAppendAndMissingLog) {
   EXPECT_FALSE(qmtest::DirExists(dir / L"no such folder"));
 }
 
-// 8-bit text goes one byte a character (bytes that spell UTF-8 for a character
-// below 256 included); a line with characters above 255 (Cyrillic, CJK,
-// astral) goes as UTF-8 and reads back unchanged; invalid, overlong and
-// surrogate forms read byte for byte; an unpaired surrogate is written as U+FFFD.
+// 8-bit lines byte for byte, lines above 255 as UTF-8, both read back; non-UTF-8 forms byte for byte.
 TEST(InstallLogEncoding, EightBitAndWideNamesRoundTrip) {
   TempDir dir(L"qmlog");
   const std::wstring latin = L"Shell Link: C:\\Users\\Ren\u00e9e\\\u00c3\u00a9\u00ff.lnk";
@@ -116,9 +106,6 @@ TEST(InstallLogEncoding, EightBitAndWideNamesRoundTrip) {
   EXPECT_NE(bytes.find("\\caf\xc3\xa9\r\n"), std::string::npos);
   EXPECT_EQ(ReadAll(dir / L"j.log"), (Lines{latin, cyrillic, cjk, astral}));
 
-  for (int b = 1; b < 256; ++b)
-    EXPECT_EQ(DecodeLogText(std::string("x") + static_cast<char>(b) + "y"),
-              (std::wstring{L'x', static_cast<wchar_t>(b), L'y'}));
   EXPECT_EQ(DecodeLogText("\xd0\x9f\xff"), (std::wstring{0xd0, 0x9f, 0xff}));
   EXPECT_EQ(DecodeLogText("\xe0\x80\xaf\xd0\x9f"), (std::wstring{0xe0, 0x80, 0xaf, 0xd0, 0x9f}));
   EXPECT_EQ(DecodeLogText("\xed\xa0\x80\xd0\x9f"), (std::wstring{0xed, 0xa0, 0x80, 0xd0, 0x9f}));
@@ -132,19 +119,6 @@ TEST(InstallLogEncoding, LimitCountsDecodedUnits) {
   EXPECT_EQ(ReadAll(dir / L"j.log"), (Lines{std::wstring(511, L'\u0416'), std::wstring(89, L'\u0416')}));
   AppendLogLine(dir / L"k.log", std::wstring(510, L'a') + L"\U0001F4F7b");
   EXPECT_EQ(ReadAll(dir / L"k.log"), (Lines{std::wstring(510, L'a'), L"\U0001F4F7b"}));
-}
-
-// Random bytes never crash the reader, and every line keeps within the limit.
-TEST(InstallLogReader, RandomBytesStayWithinLimit) {
-  std::mt19937 random(20260401);
-  for (int round = 0; round < 20; ++round) {
-    std::string bytes(static_cast<size_t>(random() % 20000), '\0');
-    for (char& b : bytes) b = static_cast<char>(random() & 0xFF);
-    for (const std::wstring& line : LinesOf(bytes)) {
-      EXPECT_LE(line.size(), kLogLineLimit);
-      EXPECT_EQ(line.find(L'\0'), std::wstring::npos);
-    }
-  }
 }
 
 }  // namespace
