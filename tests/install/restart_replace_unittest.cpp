@@ -30,9 +30,7 @@ std::vector<std::wstring> Targets() {
   return targets;
 }
 
-// The second target held open without delete sharing: ".new" is written, the
-// target's deletion and then the ".new" renaming are queued, the restart is
-// requested, the copy fails, and CopyMatchingFiles stops at that file.
+// A target locked against renaming: ".new", deletion then renaming queued, copy pass stops there.
 TEST(RestartReplace, Phase1QueuesReplacementAndStopsTheCopyPass) {
   qmtest::SettingsRestorer restorer;
   const std::wstring folder = Folder(), package = folder + L"\\package";
