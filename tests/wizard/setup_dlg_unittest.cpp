@@ -47,7 +47,7 @@ using SetupFrameTest = wiztest::WizardTest;
 // kept, odd last byte dropped) with nothing selected;
 // Cancel's real question (string 11) answered No on screen keeps the page; Back
 // page by page from the ready page; one install; the finished page, where a
-// ticked "Run Quillmark" makes Finish start the product.
+// ticked "Run Quillmark" sets runAfter (what starts the product after setup).
 TEST_F(SetupFrameTest, DefaultWalkVisitsEveryPageAndInstallsOnce) {
   installSettings.newVersion = {8, 5, 3, 7};
   ASSERT_TRUE(qmtest::WriteFileBytes(work_ / L"agreement.txt",
@@ -148,7 +148,8 @@ TEST_F(SetupFrameTest, PortableSkipsGroupPageAndShowsStartHint) {
 }
 
 // With a restart pending the finished page's box offers the restart, checked,
-// with the restart hint: left checked Finish restarts, unticked it does not.
+// with the restart hint: left checked, Finish sets runAfter (the restart);
+// unticked, it does not.
 TEST_F(SetupFrameTest, FinishedPageBoxSetsRunAfter) {
   wiztest::restartAfterInstall = true;
   for (bool untick : {false, true}) {
