@@ -21,12 +21,10 @@
 
 namespace {
 
-using qmtest::DirExists;
 using qmtest::FileExists;
 using qmtest::Narrow;
 using qmtest::ReadFileBytes;
 using qmtest::WriteFileBytes;
-using qmtest::WriteLines;
 using Lines = std::vector<std::string>;
 
 constexpr wchar_t kWindows[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\";
@@ -231,7 +229,7 @@ TEST_F(InstallRunTest, ReinstallReplacesGroupAndObsoleteFiles) {
   // A journal of an earlier version names a shortcut of its own.
   const std::wstring olderLink = root_ / L"older version.lnk";
   ASSERT_TRUE(WriteFileBytes(olderLink, "link"));
-  ASSERT_TRUE(WriteLines(installDir_ + L"\\install.log", {"Shell Link: " + Narrow(olderLink)}));
+  ASSERT_TRUE(qmtest::WriteLines(installDir_ + L"\\install.log", {"Shell Link: " + Narrow(olderLink)}));
   EXPECT_EQ(RunInstall(), 0);
   const std::wstring programs = ShellFolderPath(CSIDL_PROGRAMS);
   ASSERT_TRUE(FileExists(programs + L"\\QmEngine Old Group\\Quillmark 8.lnk"));
@@ -249,14 +247,14 @@ TEST_F(InstallRunTest, ReinstallReplacesGroupAndObsoleteFiles) {
   const std::wstring package2 = root_ / L"package two";
   ::CreateDirectoryW(package2.c_str(), nullptr);
   PutFiles(package2, {L"Qmkview8.exe", L"fresh.dat"});
-  ASSERT_TRUE(WriteLines(package2 + L"\\QmkUnInst.log", {"File Del: legacy.txt | replaced by fresh.dat",
+  ASSERT_TRUE(qmtest::WriteLines(package2 + L"\\QmkUnInst.log", {"File Del: legacy.txt | replaced by fresh.dat",
                                                           "File Del: *.dat", "File Copy: fresh.dat"}));
   installSettings.sourceDir = package2;
   installSettings.groupName = L"QmEngine New Group";
   installSettings.defaultDirUsed = 0;
   RunInstall();
 
-  EXPECT_FALSE(DirExists(programs + L"\\QmEngine Old Group"));
+  EXPECT_FALSE(qmtest::DirExists(programs + L"\\QmEngine Old Group"));
   EXPECT_FALSE(FileExists(olderLink));
   EXPECT_TRUE(FileExists(programs + L"\\QmEngine New Group\\Quillmark 8.lnk"));
   EXPECT_TRUE(FileExists(ShellFolderPath(CSIDL_DESKTOP) + L"\\Quillmark 8.lnk"));
