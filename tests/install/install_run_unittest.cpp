@@ -86,16 +86,9 @@ class InstallRunTest : public testing::Test {
     TearDown();
     for (const std::wstring& folder : {package_, sfx_, root_ / L"Programs", installDir_})
       ::CreateDirectoryW(folder.c_str(), nullptr);
-    InstallSettings& s = installSettings;
-    s.installType = 0;
-    s.desktopIcon = 1;
-    s.autoStart = 0;
-    s.installDir = installDir_;
-    s.sourceDir = package_;
-    s.groupName = L"QmEngine Old Group";
-    s.defaultDirUsed = 1;
-    s.newVersion = {8, 5, 3, 0};
-    s.sfxFolder = sfx_;
+    installSettings = {.installType = 0, .installDir = installDir_, .sourceDir = package_,
+                       .groupName = L"QmEngine Old Group", .defaultDirUsed = 1, .newVersion = {8, 5, 3, 0},
+                       .sfxFolder = sfx_};
     windowsVersion.dwMajorVersion = 10;
     windowsVersion.dwMinorVersion = 0;
   }
