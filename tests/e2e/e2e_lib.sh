@@ -13,7 +13,10 @@ export WINEDEBUG=-all
 # No crash dialog (Wine's 32-bit regsvr32 crashes on the 64-bit extension),
 # no browser for the maker's home page, no menu entries on the host.
 export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d;winedbg.exe=d;winebrowser.exe=d"
-if ! bash "$QM_SOURCE_DIR/scripts/make-prefix.sh" "$WINEPREFIX" i686; then
+# The setup.exe of an i686 tree is a 32-bit program (WoW64 under a 64-bit
+# prefix); that of an x86_64 tree a native 64-bit one.
+e2e_arch="${QM_ARCH:-i686}"
+if ! bash "$QM_SOURCE_DIR/scripts/make-prefix.sh" "$WINEPREFIX" "$e2e_arch"; then
   echo "FAIL could not make the Wine prefix $WINEPREFIX"
   exit 1
 fi
@@ -42,10 +45,14 @@ user_programs="C:\\users\\$user_dir\\AppData\\Roaming\\Microsoft\\Windows\\Start
 user_startup="$user_programs\\StartUp"
 user_desktop="C:\\users\\$user_dir\\Desktop"
 pictures="C:\\users\\$user_dir\\Pictures"
-program_files='C:\Program Files (x86)'
+if [ "$e2e_arch" = x86_64 ]; then
+  program_files='C:\Program Files'; setup_view=64
+else
+  program_files='C:\Program Files (x86)'; setup_view=32
+fi
 temp_dir="C:\\users\\$user_dir\\Temp"
 
-# Keys setup writes (32-bit view).
+# Keys setup writes (in the registry view $setup_view).
 vendor='HKLM\Software\Lanternfold\Quillmark 8'
 uninstall='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\Quillmark 8'
 app_path='HKLM\Software\Microsoft\Windows\CurrentVersion\App Paths\Qmkview8.exe'
