@@ -31,7 +31,6 @@
 //       selects the folder in a folder browser, as the browser's own callback
 //       would (BFFM_SETSELECTIONW, the path placed in the browser's process),
 //       until the browser's folder box names it.
-//   e2e_probe alive <window>              exit code 0 while the window exists.
 #include <windows.h>
 #include <objbase.h>
 #include <shlobj.h>
@@ -358,7 +357,6 @@ int wmain(int argc, wchar_t** argv) {
   if (command == L"find" && argc > 3) return Find(argv[2], number(3), number(4));
   if (command == L"owned" && argc > 3) return Owned(ParseWindow(argv[2]), number(3));
   if (command == L"dump") return Dump(ParseWindow(argv[2]));
-  if (command == L"alive") return ::IsWindow(ParseWindow(argv[2])) ? 0 : 1;
   if (command == L"text" && argc > 3) return Text(ParseWindow(argv[2]), number(3));
   if (command == L"wait-text" && argc > 5) return WaitText(ParseWindow(argv[2]), number(3), number(4), argv[5]);
   if (command == L"click" && argc > 3) return Click(ParseWindow(argv[2]), number(3));
