@@ -169,3 +169,20 @@ expected_journal() {  # expected_journal PACKAGE-DIR LINE...
   local line
   for line in "$@"; do printf '%s\r\n' "$line"; done
 }
+
+# After an all-users install with the default choices from PACKAGE into DEST:
+# the group, its links and the desktop link, resolving to the installed
+# product, journalled after the script and its empty line; no start-up link.
+check_default_links() {  # check_default_links PACKAGE DEST
+  local package="$1" dest="$2" group="$common_programs\\Quillmark 8"
+  expected_journal "$package" \
+    "Made Dir: $group" \
+    "Shell Link: $group\\Quillmark 8.lnk" \
+    "Shell Link: $group\\Quillmark 8 Help.lnk" \
+    "Shell Link: $common_desktop\\Quillmark 8.lnk" >"$work/journal.expected"
+  expect_file_eq "journal: script, empty line, group and links" "$work/journal.expected" "$(hostpath "$dest")/QmkUnInst.log"
+  expect_eq "program link" "$dest\\Qmkview8.exe|$pictures|" "$(resolve_link "$group\\Quillmark 8.lnk")"
+  expect_eq "help link" "$dest\\Qmkview8Man.chm||" "$(resolve_link "$group\\Quillmark 8 Help.lnk")"
+  expect_eq "desktop link" "$dest\\Qmkview8.exe|$pictures|" "$(resolve_link "$common_desktop\\Quillmark 8.lnk")"
+  check "no start-up link" test ! -e "$(hostpath "$common_startup\\Quillmark 8.lnk")"
+}

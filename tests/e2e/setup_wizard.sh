@@ -182,18 +182,7 @@ for file in Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll; do
 done
 check "QmkUnInst.exe is the package's setup.exe" cmp -s "$package/setup.exe" "$dest_host/QmkUnInst.exe"
 
-group="$common_programs\\Quillmark 8"
-expected_journal "$package" \
-  "Made Dir: $group" \
-  "Shell Link: $group\\Quillmark 8.lnk" \
-  "Shell Link: $group\\Quillmark 8 Help.lnk" \
-  "Shell Link: $common_desktop\\Quillmark 8.lnk" >"$work/journal.expected"
-expect_file_eq "journal: script, empty line, group and links" "$work/journal.expected" "$dest_host/QmkUnInst.log"
-
-expect_eq "program link" "$dest\\Qmkview8.exe|$pictures|" "$(resolve_link "$group\\Quillmark 8.lnk")"
-expect_eq "help link" "$dest\\Qmkview8Man.chm||" "$(resolve_link "$group\\Quillmark 8 Help.lnk")"
-expect_eq "desktop link" "$dest\\Qmkview8.exe|$pictures|" "$(resolve_link "$common_desktop\\Quillmark 8.lnk")"
-check "no start-up link with auto-start off" test ! -e "$(hostpath "$common_startup\\Quillmark 8.lnk")"
+check_default_links "$package" "$dest"
 
 expect_eq "AllUsers" "B" "$(reg_value "$setup_view" "$vendor" AllUsers)"
 expect_eq "Path" "$dest" "$(reg_value "$setup_view" "$vendor" Path)"
