@@ -65,10 +65,10 @@ def main():
 
     # What the payload itself costs, each contestant's fixed start-up and
     # registration work taken off: the large payload less the one-file one.
-    a = {r: times[("large", "ours", "install")][r] - times[("one", "ours", "install")][r]
-         for r in rounds if all(r in times.get((k, "ours", "install"), {}) for k in ("large", "one"))}
-    b = {r: times[("large", "xcopy", "install")][r] - times[("one", "xcopy", "install")][r]
-         for r in rounds if all(r in times.get((k, "xcopy", "install"), {}) for k in ("large", "one"))}
+    def payload_only(who):
+        large, one = times.get(("large", who, "install"), {}), times.get(("one", who, "install"), {})
+        return {r: large[r] - one[r] for r in rounds if r in large and r in one}
+    a, b = payload_only("ours"), payload_only("xcopy")
     per = {r: a[r] / b[r] for r in rounds if r in a and r in b and b[r] > 0}
     if per:
         print("| install large less one file: setup.exe / xcopy | %s | %s | - |  |" % (

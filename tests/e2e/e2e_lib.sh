@@ -170,6 +170,17 @@ expected_journal() {  # expected_journal PACKAGE-DIR LINE...
   for line in "$@"; do printf '%s\r\n' "$line"; done
 }
 
+# Every entry below a host folder, relative and sorted, on one line.
+tree_list() { (cd "$1" 2>/dev/null && find . -mindepth 1 | sed 's|^\./||' | LC_ALL=C sort | paste -sd' '); }
+
+# The named files are the package's own, and the uninstaller is its setup.exe.
+check_copied() {  # check_copied LABEL PACKAGE HOST-DIR FILE...
+  local label="$1" package="$2" dir="$3" file
+  shift 3
+  for file in "$@"; do check "$label$file is the package's" cmp -s "$package/$file" "$dir/$file"; done
+  check "${label}QmkUnInst.exe is the package's setup.exe" cmp -s "$package/setup.exe" "$dir/QmkUnInst.exe"
+}
+
 # After an all-users install with the default choices from PACKAGE into DEST:
 # the group, its links and the desktop link, resolving to the installed
 # product, journalled after the script and its empty line; no start-up link.

@@ -58,7 +58,7 @@ run_traced "$work/portable.log" "$portable_package/setup.exe" -s -instport "$sti
 expect_eq "-instport exit code" 0 "$rc"
 expect_eq "portable files, x64 included" \
   "QmkUnInst.exe QmkUnInst.log Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll x64 x64/ThumbDqm64.dll" \
-  "$(cd "$(hostpath "$stick")" && find . -mindepth 1 | sed 's|^\./||' | LC_ALL=C sort | paste -sd' ')"
+  "$(tree_list "$(hostpath "$stick")")"
 check "prt entry copied into the parent folder" cmp -s "$portable_package/Qmkview8Man.chm" "$(hostpath 'C:\Stick\Quillmark 8 Help.chm')"
 expected_journal "$portable_package" >"$work/portable-journal.expected"
 expect_file_eq "portable journal: script and the empty line only" "$work/portable-journal.expected" "$(hostpath "$stick\\QmkUnInst.log")"

@@ -20,11 +20,8 @@ dest="$program_files\\Quillmark 8"
 dest_host="$(hostpath "$dest")"
 expect_eq "installed files" \
   "QmkUnInst.exe QmkUnInst.log Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll x64 x64/ThumbDqm64.dll" \
-  "$(cd "$dest_host" && find . -mindepth 1 | sed 's|^\./||' | LC_ALL=C sort | paste -sd' ')"
-for file in Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll x64/ThumbDqm64.dll; do
-  check "$file is the package's" cmp -s "$package/$file" "$dest_host/$file"
-done
-check "QmkUnInst.exe is the package's setup.exe" cmp -s "$package/setup.exe" "$dest_host/QmkUnInst.exe"
+  "$(tree_list "$dest_host")"
+check_copied "" "$package" "$dest_host" Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll x64/ThumbDqm64.dll
 
 check_default_links "$package" "$dest"
 

@@ -176,11 +176,8 @@ dest_host="$(hostpath "$dest")"
 # installations); the folder itself is made by "Make Dir: x64".
 expect_eq "installed files" \
   "QmkUnInst.exe QmkUnInst.log Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll x64" \
-  "$(cd "$dest_host" 2>/dev/null && find . -mindepth 1 | sed 's|^\./||' | LC_ALL=C sort | paste -sd' ')"
-for file in Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll; do
-  check "$file is the package's" cmp -s "$package/$file" "$dest_host/$file"
-done
-check "QmkUnInst.exe is the package's setup.exe" cmp -s "$package/setup.exe" "$dest_host/QmkUnInst.exe"
+  "$(tree_list "$dest_host")"
+check_copied "" "$package" "$dest_host" Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll
 
 check_default_links "$package" "$dest"
 
@@ -293,11 +290,8 @@ expect_eq "portable: setup exit code" 0 "$rc"
 portable_host="$(hostpath "$portable_dest")"
 expect_eq "portable: files, the 64-bit extension included" \
   "QmkUnInst.exe QmkUnInst.log Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll x64 x64/ThumbDqm64.dll" \
-  "$(cd "$portable_host" 2>/dev/null && find . -mindepth 1 | sed 's|^\./||' | LC_ALL=C sort | paste -sd' ')"
-for file in Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll x64/ThumbDqm64.dll; do
-  check "portable: $file is the package's" cmp -s "$package/$file" "$portable_host/$file"
-done
-check "portable: QmkUnInst.exe is the package's setup.exe" cmp -s "$package/setup.exe" "$portable_host/QmkUnInst.exe"
+  "$(tree_list "$portable_host")"
+check_copied "portable: " "$package" "$portable_host" Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll x64/ThumbDqm64.dll
 expected_journal "$package" >"$work/portable-journal.expected"
 expect_file_eq "portable: journal is the script and an empty line" "$work/portable-journal.expected" \
   "$portable_host/QmkUnInst.log"
