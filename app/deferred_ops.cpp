@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/settings.h"
+#include "sys/action_log.h"
 #include "sys/process.h"
 
 namespace {
@@ -29,14 +30,18 @@ BOOL AppendWininitDeletion(const wchar_t* path) {
 }
 
 BOOL DeleteAtReboot(const wchar_t* path) {
-  if (BOOL moved = ::MoveFileExW(path, nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)) return moved;
-  return AppendWininitDeletion(path);
+  const std::wstring action = std::wstring(L"schedule deletion at restart: ") + path;
+  if (BOOL moved = ::MoveFileExW(path, nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)) return LogResult(moved, action);
+  return LogResult(AppendWininitDeletion(path), action + L" (WININIT.INI)");
 }
 
 BOOL ReplaceAtReboot(const wchar_t* source, const wchar_t* target) {
   // Without MOVEFILE_REPLACE_EXISTING: the caller queues the target's deletion first.
-  BOOL result = ::MoveFileExW(source, target, MOVEFILE_DELAY_UNTIL_REBOOT);
-  if (!result) result = AppendWininitDeletion(source);
+  BOOL result = LogResult(::MoveFileExW(source, target, MOVEFILE_DELAY_UNTIL_REBOOT),
+                          std::wstring(L"schedule replacement at restart: ") + source + L" -> " + target);
+  if (!result)
+    result = LogResult(AppendWininitDeletion(source),
+                       std::wstring(L"schedule deletion at restart: ") + source + L" (WININIT.INI)");
   installSettings.restartNeeded = result ? 1 : 0;
   return result;
 }
@@ -50,6 +55,11 @@ BOOL RunAndWait(const wchar_t* application, const wchar_t* commandLine, const wc
     workingFolder = installSettings.installDir.empty() ? nullptr : installSettings.installDir.c_str();
   UniqueHandle process = StartProcess(application, text, workingFolder);
   if (!process) return 0;
-  if (timeoutMs != 0) ::WaitForSingleObject(process.get(), timeoutMs);
+  if (timeoutMs != 0) {
+    DWORD code = STILL_ACTIVE;
+    if (::WaitForSingleObject(process.get(), timeoutMs) == WAIT_OBJECT_0) ::GetExitCodeProcess(process.get(), &code);
+    LogAction(std::wstring(application) + (code == STILL_ACTIVE ? L": still running after " + std::to_wstring(timeoutMs) + L" ms, left running"
+                                                                : L": ended with exit code " + std::to_wstring(code)));
+  }
   return TRUE;
 }

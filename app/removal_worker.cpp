@@ -3,9 +3,11 @@
 #include <cstdlib>
 
 #include "app/deferred_ops.h"
+#include "app/exit_codes.h"
 #include "app/product.h"
 #include "app/settings.h"
 #include "res/resource.h"
+#include "sys/action_log.h"
 #include "sys/platform.h"
 #include "sys/process.h"
 #include "sys/safe_load.h"
@@ -32,6 +34,7 @@ std::wstring NewTemporaryFile() {
 // static destructors) takes this process off the instance list at once.
 INT_PTR ReplaceProcess(const std::wstring& program, const std::wstring& commandLine) {
   if (!StartProcess(program, commandLine, nullptr)) return -1;
+  LogOutcomeLine(L"handed over to the removal worker", false, kExitOk);
   std::exit(0);
 }
 
@@ -58,8 +61,11 @@ INT_PTR LaunchRemovalWorker() {
   std::wstring self = ModulePath();
   // Not checked: a failed copy makes the start below fail, or start an empty
   // file, and that failure is what the caller gets.
-  ::CopyFileW(self.c_str(), worker.c_str(), FALSE);
-  return ReplaceProcess(worker, RemovalWorkerCommandLine(worker, self, installSettings.installMode));
+  LoggedCopyFile(self, worker);
+  std::wstring commandLine = RemovalWorkerCommandLine(worker, self, installSettings.installMode);
+  // One log covers the whole removal.
+  if (!ActionLogPath().empty()) commandLine += L" -log=\"" + ActionLogPath() + L"\"";
+  return ReplaceProcess(worker, commandLine);
 }
 
 std::wstring InstallFolderOf(const std::wstring& uninstallerPath) {
@@ -93,12 +99,13 @@ void RunRemovalWorker(const std::vector<std::wstring>& argv) {
                kRegsvr32TimeoutMs);
 
   // Tried once; the journal names it again for the procedure below.
-  ::DeleteFileW(uninstaller.c_str());
+  LoggedDeleteFile(uninstaller);
   UninstallProcedure(installFolder);
 
   // The worker's own scan leaves installMode at 1 unless "-v" is among its
   // arguments, which the uninstaller never passes: only a worker started by
   // hand reports.
   if (installSettings.installMode == 0) AppMessageBox(IDS_UNINSTALLED, MB_OK);
+  LogOutcomeLine(L"removed", installSettings.restartNeeded != 0, kExitOk);
   std::exit(0);
 }

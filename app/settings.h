@@ -1,6 +1,7 @@
 // InstallSettings: the one process-wide record that the setup role fills and
 // the install run consumes. Process-wide state lives here and nowhere else.
 #pragma once
+#include <optional>
 #include <string>
 
 struct VersionQuad {
@@ -27,3 +28,14 @@ struct InstallSettings {
 };
 
 extern InstallSettings installSettings;
+
+// Options for deployment tools; each is opt-in and none changes a run that
+// does not give it.
+struct DeploymentOptions {
+  std::wstring logPath;                 // "-log=<file>": the action log
+  bool suppressMessageBoxes = false;    // "-suppressmsgboxes": default answers
+  bool noRestart = false;               // "-norestart": never restart Windows
+  std::optional<int> restartExitCode;   // "-restartexitcode=N": a pending restart ends with N
+};
+
+extern DeploymentOptions deploymentOptions;

@@ -6,12 +6,33 @@
 #include "app/startup.h"
 #include "instances/instance_manager.h"
 #include "instances/running_copies.h"
+#include "sys/action_log.h"
 #include "res/resource.h"
 #include "ui/message_box.h"
 #include "ui/strings.h"
 #include "wizard/install_mode.h"
 
 namespace {
+
+// What an exit code tells a deployment tool, for the last line of the log.
+std::wstring OutcomeText(int code) {
+  if (deploymentOptions.restartExitCode && code == *deploymentOptions.restartExitCode && code != kExitOk)
+    return L"completed, restart needed";
+  switch (code) {
+    case kExitOk: return L"completed";
+    case kExitCancelled: return L"cancelled, or the package is damaged";
+    case kExitDeclined: return L"declined";
+    case kExitWorkerNotStarted: return L"the removal worker could not be started";
+    default: return L"ended";
+  }
+}
+
+// The command line as this process decides on it (deployment options included).
+std::wstring JoinArguments(const std::vector<std::wstring>& argv, const std::wstring& executablePath) {
+  std::wstring text = executablePath;
+  for (size_t i = 1; i < argv.size(); ++i) text += L" " + argv[i];
+  return text;
+}
 
 // The boxes shown here were always built in fixed buffers: 128 characters for
 // the caption, 256 for a message, terminator included.
@@ -35,13 +56,28 @@ void CSetupApp::SetCommandLine(std::vector<std::wstring> argv, std::wstring exec
 
 BOOL CSetupApp::InitInstance() {
   if (!commandLineSet_) SetCommandLine(ProcessArguments(), ModulePath());
+  StartDeploymentOptions();
+  const BOOL result = ChooseAndRunRole();
+  LogOutcome(ExitCode());
+  return result;
+}
 
+void CSetupApp::StartDeploymentOptions() {
+  const std::wstring commandLine = JoinArguments(argv_, executablePath_);
+  deploymentOptions = TakeDeploymentOptions(argv_);
+  if (!deploymentOptions.logPath.empty()) OpenActionLog(deploymentOptions.logPath);
+  SuppressMessageBoxes(deploymentOptions.suppressMessageBoxes);
+  LogAction(L"command line: " + commandLine);
+}
+
+BOOL CSetupApp::ChooseAndRunRole() {
   installSettings.installMode = 1;
   const StartupOptions options = ScanOptions(argv_);
   installSettings.installMode = options.installMode;
   installSettings.sfxFolder = options.sfxFolder;
 
   if (IsRemovalWorkerStart(argv_)) {
+    LogAction(L"role: removal worker");
     RunRemovalWorkerRole(argv_);
     SetExitCode(kExitOk);
     return FALSE;
@@ -52,6 +88,8 @@ BOOL CSetupApp::InitInstance() {
 
   const bool setupRole = ChooseSetupRole(argv_, executablePath_);
   installSettings.installMode = InstallModeForRole(setupRole, options);
+  LogAction(std::wstring(L"role: ") + (setupRole ? L"setup" : L"uninstaller") + L", mode " +
+            std::to_wstring(installSettings.installMode));
   if (!setupRole && installSettings.installMode == 0) {
     int answer = AppMessageBox(Clipped(LoadStr(IDS_CONFIRM_UNINSTALL), kMessageChars),
                                MB_YESNO | MB_ICONWARNING | MB_DEFBUTTON2);
@@ -108,5 +146,9 @@ void CSetupApp::RunRemovalWorkerRole(const std::vector<std::wstring>& argv) { Ru
 void CSetupApp::CloseCopies(int otherCopies) { CloseRunningCopies(registry_, otherCopies); }
 
 INT_PTR CSetupApp::StartRemovalWorker() { return LaunchRemovalWorker(); }
+
+void LogOutcome(int exitCode) {
+  LogOutcomeLine(OutcomeText(exitCode), installSettings.restartNeeded != 0, exitCode);
+}
 
 int CSetupApp::RunInstallMode(const std::vector<std::wstring>& argv) { return RunInstallModeEntry(argv); }

@@ -10,6 +10,10 @@
 
 class COXInstanceManager;
 
+// The last line of the action log: the outcome, whether a restart is needed,
+// and the exit code.
+void LogOutcome(int exitCode);
+
 class CSetupApp : public CWinApp {
  public:
   // registry: the instance list this process is registered in; it must
@@ -38,6 +42,8 @@ class CSetupApp : public CWinApp {
   virtual int RunInstallMode(const std::vector<std::wstring>& argv);
 
  private:
+  void StartDeploymentOptions();
+  BOOL ChooseAndRunRole();
   BOOL RunUninstallerRole(int otherCopies);
   BOOL RunSetupRole(int otherCopies);
   bool AskToCloseCopies(int otherCopies);

@@ -50,6 +50,39 @@ StartupOptions ScanOptions(const std::vector<std::wstring>& argv) {
   return options;
 }
 
+DeploymentOptions TakeDeploymentOptions(std::vector<std::wstring>& argv) {
+  DeploymentOptions options;
+  // "-name=value" with the name matched in any case; the value as given.
+  auto valueOf = [](const std::wstring& argument, const wchar_t* name, std::wstring& value) {
+    const size_t length = std::wcslen(name);
+    if (argument.size() < length || _wcsnicmp(argument.c_str(), name, length) != 0) return false;
+    value = argument.substr(length);
+    return true;
+  };
+  std::vector<std::wstring> kept;
+  std::wstring value;
+  for (size_t i = 0; i < argv.size(); ++i) {
+    const std::wstring& argument = argv[i];
+    if (i == 0) {
+      kept.push_back(argument);
+    } else if (valueOf(argument, L"-log=", value)) {
+      options.logPath = value;
+    } else if (SameIgnoringCase(argument, L"-suppressmsgboxes")) {
+      options.suppressMessageBoxes = true;
+    } else if (SameIgnoringCase(argument, L"-norestart")) {
+      options.noRestart = true;
+    } else if (valueOf(argument, L"-restartexitcode=", value)) {
+      wchar_t* end = nullptr;
+      long code = std::wcstol(value.c_str(), &end, 10);
+      if (!value.empty() && *end == L'\0') options.restartExitCode = static_cast<int>(code);
+    } else {
+      kept.push_back(argument);
+    }
+  }
+  argv = std::move(kept);
+  return options;
+}
+
 bool IsRemovalWorkerStart(const std::vector<std::wstring>& argv) {
   return argv.size() >= 3 && argv[1] == L"-delself";
 }

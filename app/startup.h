@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "app/settings.h"
+
 // What the option scan of the whole command line finds.
 struct StartupOptions {
   int installMode = 1;            // 0 "-v", 1 default, 2 "-sconf"
@@ -20,6 +22,12 @@ StartupOptions ScanOptions(const std::vector<std::wstring>& argv);
 // dropped, then cut before the last backslash. Empty when the last backslash
 // is the first character or there is none.
 std::wstring SfxFolderOf(const std::wstring& packagePath);
+
+// Takes "-log=<file>", "-suppressmsgboxes", "-norestart" and
+// "-restartexitcode=N" (names in any case, anywhere after argv[0]) out of
+// argv, so that every other decision sees the command line as without them.
+// A "-restartexitcode=" without a whole number is taken out and ignored.
+DeploymentOptions TakeDeploymentOptions(std::vector<std::wstring>& argv);
 
 // True when argv[1] is exactly "-delself" and argv[2] exists.
 bool IsRemovalWorkerStart(const std::vector<std::wstring>& argv);

@@ -8,6 +8,7 @@
 #include "app/deferred_ops.h"
 #include "app/settings.h"
 #include "installlog/install_log.h"
+#include "sys/action_log.h"
 #include "sys/handles.h"
 #include "sys/safe_load.h"
 
@@ -37,7 +38,10 @@ BOOL RunningUnderWow64() {
 // asked, and only as data: a same-named DLL planted beside setup (or the
 // package's own copy) is never found, and no DLL's code runs.
 bool SystemHasLibrary(const std::wstring& argument) {
-  return SystemFolderHasLibrary(SplitRenaming(argument).source);
+  const std::wstring name = SplitRenaming(argument).source;
+  if (!SystemFolderHasLibrary(name)) return false;
+  LogAction(L"skip file " + name + L": the system folder has it");
+  return true;
 }
 
 void CopyEntry(const std::wstring& argument, const std::wstring& targetFolder) {
@@ -59,8 +63,8 @@ void CreateFolderChain(const std::wstring& folder) {
   std::wstring trimmed = folder.substr(first, last - first + 1);
   for (size_t slash = trimmed.find(L'\\', 1); slash != std::wstring::npos;
        slash = trimmed.find(L'\\', slash + 1))
-    ::CreateDirectoryW(trimmed.substr(0, slash).c_str(), nullptr);
-  ::CreateDirectoryW(trimmed.c_str(), nullptr);
+    LoggedCreateDirectory(trimmed.substr(0, slash));
+  LoggedCreateDirectory(trimmed);
 }
 
 }  // namespace
@@ -88,7 +92,7 @@ void RunInstallScript(const std::wstring& scriptPath) {
     } else if (EntryArgument(line, kFileCopyInd, argument)) {
       if (portable || !SystemHasLibrary(argument)) CopyEntry(argument, installDir);
     } else if (EntryArgument(line, kMakeDir, argument)) {
-      ::CreateDirectoryW((installDir + L"\\" + argument).c_str(), nullptr);
+      LoggedCreateDirectory(installDir + L"\\" + argument);
     }
   }
 }
@@ -122,40 +126,46 @@ int InstallOneFile(const wchar_t* name, const std::wstring& sourceFolder,
   const std::wstring source = JoinFolder(sourceFolder);
   const std::wstring target = JoinFolder(targetFolder);
   const bool sameFolder = ::_wcsicmp(source.c_str(), target.c_str()) == 0;
-  if (sameFolder && !targetName) return 1;
+  if (sameFolder && !targetName) {
+    LogAction(L"skip file " + source + name + L": source and target folder are the same");
+    return 1;
+  }
 
   const std::wstring src = source + name;
-  if (!Exists(src)) return 0;
+  if (!Exists(src)) {
+    LogFailure(L"copy file " + src, ERROR_FILE_NOT_FOUND);
+    return 0;
+  }
   const std::wstring dst = target + (targetName ? targetName : name);
 
   if (sameFolder) {
     if (!Exists(src)) return Exists(dst) ? 1 : 0;
-    if (Exists(dst) && !::DeleteFileW(dst.c_str())) return 1;
+    if (Exists(dst) && !LoggedDeleteFile(dst)) return 1;
   }
 
   if (Exists(dst)) {
     DWORD attributes = ::GetFileAttributesW(dst.c_str());
     ::SetFileAttributesW(dst.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY |
                                                                       FILE_ATTRIBUTE_HIDDEN));
-    if (!::DeleteFileW(dst.c_str())) {
+    if (!LoggedDeleteFile(dst)) {
       // In use: move it aside, or failing that replace it at the next restart.
       std::wstring old = dst + L".old";
-      if (Exists(old) && !::DeleteFileW(old.c_str())) {
+      if (Exists(old) && !LoggedDeleteFile(old)) {
         DeleteAtReboot(old.c_str());
         old += L"2";
-        ::DeleteFileW(old.c_str());
+        LoggedDeleteFile(old);
       }
-      if (::MoveFileW(dst.c_str(), old.c_str())) {
+      if (LogResult(::MoveFileW(dst.c_str(), old.c_str()), L"rename aside " + dst + L" -> " + old)) {
         DeleteAtReboot(old.c_str());
       } else {
         // The deferred move does not replace a file, so the deletion of the
         // target is queued first.
         DeleteAtReboot(dst.c_str());
         std::wstring fresh = dst + L".new";
-        ::DeleteFileW(fresh.c_str());
-        if (::CopyFileW(src.c_str(), fresh.c_str(), FALSE)) ReplaceAtReboot(fresh.c_str(), dst.c_str());
+        LoggedDeleteFile(fresh);
+        if (LoggedCopyFile(src, fresh)) ReplaceAtReboot(fresh.c_str(), dst.c_str());
       }
     }
   }
-  return ::CopyFileW(src.c_str(), dst.c_str(), FALSE) ? 1 : 0;
+  return LoggedCopyFile(src, dst) ? 1 : 0;
 }

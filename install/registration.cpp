@@ -2,11 +2,15 @@
 
 #include <windows.h>
 
+#include <string_view>
+#include <vector>
+
 #include "app/deferred_ops.h"
 #include "app/product.h"
 #include "app/settings.h"
 #include "install/file_install.h"
 #include "res/resource.h"
+#include "sys/handles.h"
 #include "sys/platform.h"
 #include "sys/registry.h"
 #include "sys/safe_load.h"
@@ -58,6 +62,43 @@ void WriteRegistryEntries() {
   WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"UninstallString", uninstallerPath.c_str());
   WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"URLInfoAbout", kMakerHomePage);
   WriteRegString(HKEY_CLASSES_ROOT, kApplicationOpenCommandKey, nullptr, openCommand.c_str());
+
+  // What deployment tools and the list of installed programs read besides:
+  // the uninstaller is silent without arguments.
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"QuietUninstallString", (L"\"" + uninstallerPath + L"\"").c_str());
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"DisplayIcon", productPath.c_str());
+  WriteRegDword(HKEY_LOCAL_MACHINE, kUninstallKey, L"EstimatedSize", FolderSizeKiB(s.installDir));
+  WriteRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"InstallDate", TodayAsYyyymmdd().c_str());
+  WriteRegDword(HKEY_LOCAL_MACHINE, kUninstallKey, L"NoModify", 1);
+  WriteRegDword(HKEY_LOCAL_MACHINE, kUninstallKey, L"NoRepair", 1);
+}
+
+DWORD FolderSizeKiB(const std::wstring& folder) {
+  ULONGLONG bytes = 0;
+  std::vector<std::wstring> pending = {folder};
+  while (!pending.empty()) {
+    const std::wstring current = pending.back();
+    pending.pop_back();
+    WIN32_FIND_DATAW found;
+    UniqueFindHandle find(::FindFirstFileW((current + L"\\*").c_str(), &found));
+    if (!find) continue;
+    do {
+      const std::wstring_view name(found.cFileName);
+      if (name == L"." || name == L"..") continue;
+      if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+        pending.push_back(current + L"\\" + found.cFileName);
+      else
+        bytes += (static_cast<ULONGLONG>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
+    } while (::FindNextFileW(find.get(), &found));
+  }
+  const ULONGLONG kib = (bytes + 1023) / 1024;
+  return kib > MAXDWORD ? MAXDWORD : static_cast<DWORD>(kib);
+}
+
+std::wstring TodayAsYyyymmdd() {
+  SYSTEMTIME today;
+  ::GetLocalTime(&today);
+  return FormatStr(L"%04u%02u%02u", today.wYear, today.wMonth, today.wDay);
 }
 
 std::wstring ThumbnailExtensionPath() {

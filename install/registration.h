@@ -1,6 +1,8 @@
 // The product's registry entries, the thumbnail extension, the settings that
 // travel beside a package, and where an installation lies.
 #pragma once
+#include <windows.h>
+
 #include <string>
 
 inline constexpr wchar_t kUninstallKey[] =
@@ -30,6 +32,11 @@ std::wstring AssociationTarget();
 // all under HKEY_LOCAL_MACHINE / HKEY_CLASSES_ROOT whatever the install type.
 // Write failures are ignored.
 void WriteRegistryEntries();
+// The size of every file below folder in KiB, rounded up (the uninstall
+// entry's "EstimatedSize"); 0 for a folder that cannot be read.
+DWORD FolderSizeKiB(const std::wstring& folder);
+// Today's local date as "yyyymmdd" (the uninstall entry's "InstallDate").
+std::wstring TodayAsYyyymmdd();
 // The thumbnail extension for this system inside installDir; empty when none
 // fits (64-bit systems before Vista).
 std::wstring ThumbnailExtensionPath();

@@ -9,6 +9,7 @@
 #include "app/settings.h"
 #include "installlog/install_log.h"
 #include "res/resource.h"
+#include "sys/action_log.h"
 #include "sys/handles.h"
 #include "sys/platform.h"
 #include "ui/message_box.h"
@@ -55,9 +56,9 @@ std::wstring ProgramsFolder() {
 void CreateProgramGroup(const std::wstring& programs, const std::wstring& pictures) {
   const std::wstring group = TrimmedGroupName(installSettings.groupName);
   for (size_t slash = group.find(L'\\', 1); slash != std::wstring::npos; slash = group.find(L'\\', slash + 1))
-    ::CreateDirectoryW((programs + L"\\" + group.substr(0, slash)).c_str(), nullptr);
+    LoggedCreateDirectory(programs + L"\\" + group.substr(0, slash));
   std::wstring groupFolder = programs + L"\\" + group;
-  ::CreateDirectoryW(groupFolder.c_str(), nullptr);
+  LoggedCreateDirectory(groupFolder);
   AppendLogLine(JournalPath(), kMadeDir + groupFolder);
 
   if (::_waccess(groupFolder.c_str(), 0) != 0) return;
@@ -97,7 +98,13 @@ HRESULT CreateShellLink(const std::wstring& target, const std::wstring& linkPath
   if (workingFolder) result = link->SetWorkingDirectory(workingFolder);
 
   result = file->Save(path.c_str(), TRUE);
-  if (SUCCEEDED(result)) AppendLogLine(JournalPath(), kShellLink + path);
+  const std::wstring action = L"save shortcut " + path + L" -> " + target;
+  if (SUCCEEDED(result)) {
+    LogAction(action + L": ok");
+    AppendLogLine(JournalPath(), kShellLink + path);
+  } else {
+    LogFailure(action, static_cast<DWORD>(result));
+  }
   // The persist-file interface goes before the link object.
   file.reset();
   link.reset();

@@ -1,5 +1,7 @@
 #include "sys/registry.h"
 
+#include "sys/action_log.h"
+
 LONG CKey::Open(HKEY root, const wchar_t* subkey, REGSAM access) {
   key_.reset();
   return ::RegOpenKeyExW(root, subkey, 0, access, key_.put());
@@ -46,24 +48,33 @@ BOOL RegKeyExists(HKEY root, const wchar_t* subkey) {
 
 namespace {
 BOOL WriteRegValue(HKEY root, const wchar_t* subkey, const wchar_t* name, DWORD type,
-                   const void* data, DWORD size) {
+                   const void* data, DWORD size, const std::wstring& shown) {
+  const std::wstring action = std::wstring(L"set registry value ") + RootName(root) + L"\\" + subkey + L"\\" +
+                              (name && *name ? name : L"(default)") + L" = " + shown;
   CKey key;
-  if (key.Create(root, subkey) != ERROR_SUCCESS) return FALSE;
-  return ::RegSetValueExW(key.get(), name, 0, type, static_cast<const BYTE*>(data), size) == ERROR_SUCCESS;
+  LONG status = key.Create(root, subkey);
+  if (status == ERROR_SUCCESS)
+    status = ::RegSetValueExW(key.get(), name, 0, type, static_cast<const BYTE*>(data), size);
+  if (status != ERROR_SUCCESS) {
+    LogFailure(action, static_cast<DWORD>(status));
+    return FALSE;
+  }
+  LogAction(action);
+  return TRUE;
 }
 }  // namespace
 
 BOOL WriteRegString(HKEY root, const wchar_t* subkey, const wchar_t* name, const wchar_t* text) {
   DWORD size = static_cast<DWORD>((wcslen(text) + 1) * sizeof(wchar_t));
-  return WriteRegValue(root, subkey, name, REG_SZ, text, size);
+  return WriteRegValue(root, subkey, name, REG_SZ, text, size, L"\"" + std::wstring(text) + L"\"");
 }
 
 BOOL WriteRegDword(HKEY root, const wchar_t* subkey, const wchar_t* name, DWORD value) {
-  return WriteRegValue(root, subkey, name, REG_DWORD, &value, sizeof value);
+  return WriteRegValue(root, subkey, name, REG_DWORD, &value, sizeof value, L"dword " + std::to_wstring(value));
 }
 
 BOOL WriteRegBinary(HKEY root, const wchar_t* subkey, const wchar_t* name, const void* data, DWORD size) {
-  return WriteRegValue(root, subkey, name, REG_BINARY, data, size);
+  return WriteRegValue(root, subkey, name, REG_BINARY, data, size, std::to_wstring(size) + L" bytes");
 }
 
 BOOL WriteRegQword(HKEY root, const wchar_t* subkey, const wchar_t* name, ULONGLONG value) {

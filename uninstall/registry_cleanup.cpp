@@ -7,6 +7,7 @@
 #include <string>
 
 #include "app/product.h"
+#include "sys/action_log.h"
 #include "sys/platform.h"
 #include "sys/registry.h"
 
@@ -49,8 +50,9 @@ bool DeleteKey(HKEY root, const wchar_t* subKey, REGSAM view) {
   using RegDeleteKeyExFn = LONG(WINAPI*)(HKEY, LPCWSTR, REGSAM, DWORD);
   static const auto regDeleteKeyEx = reinterpret_cast<RegDeleteKeyExFn>(
       reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"advapi32"), "RegDeleteKeyExW")));
-  if (view && regDeleteKeyEx) return regDeleteKeyEx(root, subKey, view, 0) == ERROR_SUCCESS;
-  return ::RegDeleteKeyW(root, subKey) == ERROR_SUCCESS;
+  const std::wstring what = std::wstring(L"key ") + RootName(root) + L"\\" + subKey;
+  if (view && regDeleteKeyEx) return LogRegistryDeletion(regDeleteKeyEx(root, subKey, view, 0), what) == ERROR_SUCCESS;
+  return LogRegistryDeletion(::RegDeleteKeyW(root, subKey), what) == ERROR_SUCCESS;
 }
 
 bool Contains(const std::wstring& text, const wchar_t* part) { return text.find(part) != std::wstring::npos; }
@@ -127,13 +129,13 @@ bool RestoreAssociation(HKEY extension, const wchar_t* handlerName, const Associ
         ::RegSetValueExW(extension, handlerName, 0, REG_SZ, reinterpret_cast<const BYTE*>(association.saved.c_str()),
                          static_cast<DWORD>((association.saved.size() + 1) * sizeof(wchar_t)));
       else
-        ::RegDeleteValueW(extension, handlerName);
+        LogRegistryDeletion(::RegDeleteValueW(extension, handlerName), std::wstring(L"value ") + handlerName);
     }
   } else if (association.product) {
-    ::RegDeleteKeyW(extension, kUserChoice);
+    LogRegistryDeletion(::RegDeleteKeyW(extension, kUserChoice), std::wstring(L"key ") + kUserChoice);
     changed = true;
   }
-  ::RegDeleteValueW(extension, kSavedHandler);
+  LogRegistryDeletion(::RegDeleteValueW(extension, kSavedHandler), std::wstring(L"value ") + kSavedHandler);
   return changed;
 }
 
@@ -159,7 +161,8 @@ void DeleteKeyIfLeaf(HKEY root, const wchar_t* subKey) {
   wchar_t name[kKeyNameChars] = {};
   bool hasSubKey = ::RegEnumKeyW(key.get(), 0, name, kKeyNameChars) == ERROR_SUCCESS;
   key.Close();
-  if (!hasSubKey) ::RegDeleteKeyW(root, subKey);
+  if (!hasSubKey)
+    LogRegistryDeletion(::RegDeleteKeyW(root, subKey), std::wstring(L"key ") + RootName(root) + L"\\" + subKey);
 }
 
 void RemoveRegistryEntries(const wchar_t* maker, const wchar_t* productKey, const wchar_t* uninstallName,
@@ -181,7 +184,8 @@ void RemoveRegistryEntries(const wchar_t* maker, const wchar_t* productKey, cons
   CKey uninstall;
   if (uninstall.Open(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall",
                      KEY_ALL_ACCESS) == ERROR_SUCCESS)
-    ::RegDeleteKeyW(uninstall.get(), uninstallName);
+    LogRegistryDeletion(::RegDeleteKeyW(uninstall.get(), uninstallName),
+                        std::wstring(L"key HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\") + uninstallName);
   uninstall.Close();
 
   CKey appPaths;
@@ -192,7 +196,8 @@ void RemoveRegistryEntries(const wchar_t* maker, const wchar_t* productKey, cons
 
   CKey registered;
   if (registered.Open(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", KEY_ALL_ACCESS) == ERROR_SUCCESS)
-    ::RegDeleteValueW(registered.get(), kProgId);
+    LogRegistryDeletion(::RegDeleteValueW(registered.get(), kProgId),
+                        std::wstring(L"value HKLM\\SOFTWARE\\RegisteredApplications\\") + kProgId);
   registered.Close();
 
   RemoveNativeMessagingHost(HKEY_LOCAL_MACHINE);

@@ -8,6 +8,7 @@
 #include "app/deferred_ops.h"
 #include "app/product.h"
 #include "installlog/install_log.h"
+#include "sys/action_log.h"
 #include "sys/handles.h"
 #include "sys/platform.h"
 #include "sys/registry.h"
@@ -32,7 +33,7 @@ bool PathExists(const std::wstring& path) {
 }
 
 void RemoveFolderAndEmptyParents(std::wstring folder) {
-  while (::RemoveDirectoryW(folder.c_str())) folder = ParentFolder(folder);
+  while (LoggedRemoveDirectory(folder)) folder = ParentFolder(folder);
 }
 
 void RemoveFileEntries(LogReader& reader, const std::wstring& installFolder, const wchar_t* onlyPrefix) {
@@ -52,14 +53,14 @@ void RemoveMadeFolders(LogReader& reader, const std::wstring& installFolder) {
   while (reader.Next(line)) {
     if (!EntryArgument(line, kMakeDir, argument)) continue;
     std::wstring folder = installFolder + L'\\' + argument;
-    if (!::RemoveDirectoryW(folder.c_str())) DeleteAtReboot(folder.c_str());
+    if (!LoggedRemoveDirectory(folder)) DeleteAtReboot(folder.c_str());
   }
 }
 
 void RemoveProgramGroup(const std::wstring& programsFolder) {
   std::wstring group = programsFolder + L'\\' + kProductName + L'\\';
   DeleteMatchingFiles(group, L"*.*");
-  ::RemoveDirectoryW(group.c_str());
+  LoggedRemoveDirectory(group);
 }
 
 std::wstring ShortcutIn(const std::wstring& folder) {
@@ -68,24 +69,24 @@ std::wstring ShortcutIn(const std::wstring& folder) {
 
 void RemoveProductFolders(const std::wstring& installFolder) {
   std::wstring x64 = installFolder + L"\\x64";
-  if (!::RemoveDirectoryW(x64.c_str())) DeleteAtReboot(x64.c_str());
+  if (!LoggedRemoveDirectory(x64)) DeleteAtReboot(x64.c_str());
   std::wstring x32 = installFolder + L"\\x32";
-  if (!::RemoveDirectoryW(x32.c_str()) && PathExists(x32)) DeleteAtReboot(x32.c_str());
+  if (!LoggedRemoveDirectory(x32) && PathExists(x32)) DeleteAtReboot(x32.c_str());
   // The x32 test is how the folder removal has always decided; kept as it is.
-  if (!::RemoveDirectoryW(installFolder.c_str()) && PathExists(x32)) DeleteAtReboot(installFolder.c_str());
+  if (!LoggedRemoveDirectory(installFolder) && PathExists(x32)) DeleteAtReboot(installFolder.c_str());
   if (std::wstring_view(kProductName).find(L'\\') != std::wstring_view::npos) {
     std::wstring parent = installFolder;
     while (!parent.empty() && parent.back() == L'\\') parent.pop_back();
     parent = ParentFolder(parent);
-    if (!::RemoveDirectoryW(parent.c_str())) DeleteAtReboot(parent.c_str());
+    if (!LoggedRemoveDirectory(parent)) DeleteAtReboot(parent.c_str());
   }
 }
 
 void RemoveCommonShortcuts() {
   std::wstring startup = ShellFolderPath(CSIDL_COMMON_STARTUP);
-  if (startup.size() > 4) ::DeleteFileW(ShortcutIn(startup).c_str());
+  if (startup.size() > 4) LoggedDeleteFile(ShortcutIn(startup));
   std::wstring desktop = ShellFolderPath(CSIDL_COMMON_DESKTOPDIRECTORY);
-  if (desktop.size() > 4) ::DeleteFileW(ShortcutIn(desktop).c_str());
+  if (desktop.size() > 4) LoggedDeleteFile(ShortcutIn(desktop));
   std::wstring programs = ShellFolderPath(CSIDL_COMMON_PROGRAMS);
   if (programs.size() > 4) RemoveProgramGroup(programs);
 }
@@ -103,9 +104,9 @@ void RemoveProfileShortcuts(HKEY profile) {
   CKey shellFolders;
   if (shellFolders.Open(profile, kShellFoldersKey, KEY_READ) != ERROR_SUCCESS) return;
   std::wstring startup = ReadShellFolder(shellFolders.get(), L"Startup");
-  if (!startup.empty()) ::DeleteFileW(ShortcutIn(startup).c_str());
+  if (!startup.empty()) LoggedDeleteFile(ShortcutIn(startup));
   std::wstring desktop = ReadShellFolder(shellFolders.get(), L"Desktop");
-  if (!desktop.empty()) ::DeleteFileW(ShortcutIn(desktop).c_str());
+  if (!desktop.empty()) LoggedDeleteFile(ShortcutIn(desktop));
   std::wstring programs = ReadShellFolder(shellFolders.get(), L"Programs");
   shellFolders.Close();
   if (!programs.empty()) RemoveProgramGroup(programs);
@@ -137,7 +138,7 @@ int DeleteMatchingFiles(const std::wstring& folder, const std::wstring& pattern)
     // Only a file that is read-only or hidden needs the extra call.
     const DWORD cleared = found.dwFileAttributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
     if (cleared != found.dwFileAttributes) ::SetFileAttributesW(path.c_str(), cleared);
-    if (::DeleteFileW(path.c_str()))
+    if (LoggedDeleteFile(path))
       ++deleted;
     else
       DeleteAtReboot(path.c_str());
@@ -150,7 +151,7 @@ void RemoveLoggedLinks(const std::wstring& logPath) {
   if (!reader.IsOpen()) return;
   std::wstring line, argument;
   while (reader.Next(line))
-    if (EntryArgument(line, kShellLink, argument)) ::DeleteFileW(argument.c_str());
+    if (EntryArgument(line, kShellLink, argument)) LoggedDeleteFile(argument);
   reader.Rewind();
   while (reader.Next(line))
     if (EntryArgument(line, kMadeDir, argument)) RemoveFolderAndEmptyParents(argument);

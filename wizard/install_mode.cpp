@@ -4,6 +4,7 @@
 #include "app/product.h"
 #include "install/install_run.h"
 #include "install/registration.h"
+#include "sys/action_log.h"
 #include "sys/process.h"
 #include "sys/privileges.h"
 #include "wizard/version_info.h"
@@ -34,15 +35,22 @@ void RunUnattendedInstall(InstallSettings& settings) {
   if (settings.installMode == 2) RunWizard(kFinishedPage);
 }
 
-void RunAfterSetup(const InstallSettings& settings) {
-  if (settings.runAfter != 1) return;
+bool RunAfterSetup(const InstallSettings& settings) {
+  if (settings.runAfter != 1) return false;
   if (settings.restartNeeded) {
+    if (deploymentOptions.noRestart) {
+      // Nor is the product started: its files are not all in place yet.
+      LogAction(L"restart needed, not restarting (-norestart); the product is not started");
+      return false;
+    }
+    LogAction(L"restarting Windows");
     RestartWindows();
-    return;
+    return true;
   }
   // The bare path, unquoted, is the command line the product always got.
   const std::wstring product = settings.installDir + L"\\" + kProductExe;
   StartProcess(product, product, settings.installDir.c_str());
+  return false;
 }
 
 int RunInstallModeEntry(const std::vector<std::wstring>& argv) {
@@ -64,6 +72,8 @@ int RunInstallModeEntry(const std::vector<std::wstring>& argv) {
     RunUnattendedInstall(settings);
   }
   ::SetCurrentDirectoryW(settings.installDir.c_str());
-  RunAfterSetup(settings);
+  const bool restarting = RunAfterSetup(settings);
+  if (settings.restartNeeded && !restarting && deploymentOptions.restartExitCode)
+    return *deploymentOptions.restartExitCode;
   return kExitOk;
 }

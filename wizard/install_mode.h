@@ -51,14 +51,16 @@ bool AdoptExistingInstallation(InstallSettings& settings);
 // True when the package cannot be installed: no versioned product
 // executable, or no install script in sourceDir.
 bool PackageIsDamaged(const InstallSettings& settings);
-// String 18, the maker's home page, then the end of the process with code 1.
+// String 18, the maker's home page (not with "-suppressmsgboxes"), then the
+// end of the process with code 1.
 // Returns only when pExitProcess does (tests).
 void SetupDamagedAbort();
 // The unattended install: a fresh default install is always for all users;
 // "-sconf" shows the finished page afterwards.
 void RunUnattendedInstall(InstallSettings& settings);
-// Starts the product, or restarts Windows when a file waits for the restart.
-void RunAfterSetup(const InstallSettings& settings);
+// With runAfter: starts the product, or restarts Windows when a file waits for
+// the restart (with "-norestart" neither). True when a restart was begun.
+bool RunAfterSetup(const InstallSettings& settings);
 
 // Seams: what leaves this process. Tests replace them so that no browser
 // opens and the test program survives a damaged package.

@@ -7,6 +7,8 @@
 #include "app/product.h"
 #include "installlog/install_log.h"
 #include "res/resource.h"
+#include "app/exit_codes.h"
+#include "sys/action_log.h"
 #include "sys/handles.h"
 #include "sys/platform.h"
 #include "sys/registry.h"
@@ -182,6 +184,8 @@ bool PackageIsDamaged(const InstallSettings& settings) {
 
 void SetupDamagedAbort() {
   AppMessageBox(IDS_PACKAGE_DAMAGED, MB_OK | MB_ICONERROR);
-  pShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOW);
+  // An unattended run that answers its boxes itself opens no browser either.
+  if (!MessageBoxesSuppressed()) pShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOW);
+  LogOutcomeLine(L"the package is damaged", false, kExitCancelled);
   pExitProcess(1);
 }

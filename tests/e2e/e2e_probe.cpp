@@ -6,6 +6,9 @@
 //       prints the shortcut's target, working folder and arguments, one a line.
 //   e2e_probe kill <pid>
 //       terminates the process (a product started by setup).
+//   e2e_probe hold <file> <flag file>
+//       holds the file open against deletion and renaming, creates the flag
+//       file, and lets go once the flag file is deleted (at most 10 minutes).
 // Window commands, for walking a wizard as a user would. A window is given by
 // the decimal handle that "find" or "owned" printed; a control by its id,
 // looked for among all the window's descendants (the pages are child dialogs
@@ -182,6 +185,14 @@ int Kill(DWORD pid) {
   return 0;
 }
 
+int Hold(const wchar_t* path, const wchar_t* flag) {
+  UniqueFileHandle file(::CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+  if (!file) return 1;
+  UniqueFileHandle(::CreateFileW(flag, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+  WaitFor(600000, [&] { return ::GetFileAttributesW(flag) == INVALID_FILE_ATTRIBUTES; });
+  return 0;
+}
+
 int Find(const std::wstring& title, DWORD timeoutMs, int childId) {
   HWND found = nullptr;
   bool ok = WaitFor(timeoutMs, [&] {
@@ -354,6 +365,7 @@ int wmain(int argc, wchar_t** argv) {
     return Answer(number(2), argc > 3 ? std::wcstoul(argv[3], nullptr, 10) : 30000);
   if (command == L"resolve") return Resolve(argv[2]);
   if (command == L"kill") return Kill(std::wcstoul(argv[2], nullptr, 10));
+  if (command == L"hold" && argc > 3) return Hold(argv[2], argv[3]);
   if (command == L"find" && argc > 3) return Find(argv[2], number(3), number(4));
   if (command == L"owned" && argc > 3) return Owned(ParseWindow(argv[2]), number(3));
   if (command == L"dump") return Dump(ParseWindow(argv[2]));
