@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "app/settings.h"
-#include "sys/handles.h"
+#include "sys/process.h"
 
 namespace {
 constexpr size_t kSectionChars = 16384;  // 32768 bytes
@@ -41,18 +41,15 @@ BOOL ReplaceAtReboot(const wchar_t* source, const wchar_t* target) {
   return result;
 }
 
-BOOL RunAndWait(const wchar_t* commandLine, const wchar_t* workingFolder, DWORD timeoutMs) {
-  wchar_t buffer[kCommandChars] = {};
-  wcsncpy(buffer, commandLine, kCommandChars - 1);
+BOOL RunAndWait(const wchar_t* application, const wchar_t* commandLine, const wchar_t* workingFolder,
+                DWORD timeoutMs) {
+  // The command line always went through a 520-character buffer.
+  std::wstring text(commandLine);
+  if (text.size() > kCommandChars - 1) text.resize(kCommandChars - 1);
   if (!workingFolder)
     workingFolder = installSettings.installDir.empty() ? nullptr : installSettings.installDir.c_str();
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process = {};
-  BOOL started = ::CreateProcessW(nullptr, buffer, nullptr, nullptr, FALSE, 0, nullptr, workingFolder,
-                                  &startup, &process);
-  if (!started) return 0;
-  UniqueHandle processHandle(process.hProcess), threadHandle(process.hThread);
-  if (timeoutMs != 0) ::WaitForSingleObject(processHandle.get(), timeoutMs);
-  return started;
+  UniqueHandle process = StartProcess(application, text, workingFolder);
+  if (!process) return 0;
+  if (timeoutMs != 0) ::WaitForSingleObject(process.get(), timeoutMs);
+  return TRUE;
 }

@@ -5,6 +5,7 @@
 #include "app/product.h"
 #include "app/setup_app.h"
 #include "instances/instance_manager.h"
+#include "sys/safe_load.h"
 
 // Constructed in this order before wWinMain runs. The application object only
 // keeps a reference to the registry; the registry registers this process on
@@ -15,3 +16,14 @@ CSetupApp theApp(theInstanceRegistry);
 COXInstanceManager theInstanceRegistry(kInstanceListName, kInstanceSharedDataSize, TRUE);
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) { return theApp.Run(); }
+
+// The image's entry point (set by the linker): the DLL search is restricted
+// before the C runtime or any static object runs, since whatever loads a DLL
+// later (the runtime, the shell, a system DLL's own imports) would otherwise
+// look in the program's folder first: a Downloads folder, or the temporary
+// folder of the removal worker.
+extern "C" int WinMainCRTStartup();
+extern "C" int SetupEntry() {
+  RestrictDllSearch();
+  return WinMainCRTStartup();
+}

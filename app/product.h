@@ -17,6 +17,8 @@ inline constexpr wchar_t kThumbDll32[] = L"ThumbDqm32.dll";
 inline constexpr wchar_t kThumbDllXP32[] = L"ThumbDqmXP32.dll";
 inline constexpr wchar_t kInstanceListName[] = L"Lanternfold.Quillmark-DX.v4";
 inline constexpr unsigned kInstanceSharedDataSize = 1024;
+// Started from the system folder, by full path.
+inline constexpr wchar_t kRegsvr32Exe[] = L"regsvr32.exe";
 
 // Build-time setting (CMake QM_HOMEPAGE).
 #ifndef QM_HOMEPAGE_W

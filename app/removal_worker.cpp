@@ -6,8 +6,9 @@
 #include "app/product.h"
 #include "app/settings.h"
 #include "res/resource.h"
-#include "sys/handles.h"
 #include "sys/platform.h"
+#include "sys/process.h"
+#include "sys/safe_load.h"
 #include "ui/message_box.h"
 #include "ui/app.h"
 #include "uninstall/uninstall.h"
@@ -30,16 +31,7 @@ std::wstring NewTemporaryFile() {
 // would. Leaving through exit() instead of the C runtime's exec (which skips
 // static destructors) takes this process off the instance list at once.
 INT_PTR ReplaceProcess(const std::wstring& program, const std::wstring& commandLine) {
-  std::wstring buffer = commandLine;
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process = {};
-  if (!::CreateProcessW(program.c_str(), buffer.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                        &startup, &process))
-    return -1;
-  {
-    UniqueHandle thread(process.hThread), started(process.hProcess);
-  }
+  if (!StartProcess(program, commandLine, nullptr)) return -1;
   std::exit(0);
 }
 
@@ -84,7 +76,7 @@ std::wstring ThumbnailDllToUnregister(const std::wstring& installFolder, BOOL wo
 }
 
 std::wstring UnregisterCommandLine(const std::wstring& dllPath) {
-  return L"regsvr32.exe /s /u \"" + dllPath + L"\"";
+  return std::wstring(kRegsvr32Exe) + L" /s /u \"" + dllPath + L"\"";
 }
 
 void RunRemovalWorker(const std::vector<std::wstring>& argv) {
@@ -96,7 +88,9 @@ void RunRemovalWorker(const std::vector<std::wstring>& argv) {
   const std::wstring uninstaller = argv.size() >= 3 ? argv[2] : std::wstring();
   const std::wstring installFolder = InstallFolderOf(uninstaller);
   std::wstring dll = ThumbnailDllToUnregister(installFolder, IsWow64(), IsVistaOrLater());
-  if (dll.size() > 4) RunAndWait(UnregisterCommandLine(dll).c_str(), installFolder.c_str(), kRegsvr32TimeoutMs);
+  if (dll.size() > 4)
+    RunAndWait(SystemFolderPath(kRegsvr32Exe).c_str(), UnregisterCommandLine(dll).c_str(), installFolder.c_str(),
+               kRegsvr32TimeoutMs);
 
   // Tried once; the journal names it again for the procedure below.
   ::DeleteFileW(uninstaller.c_str());

@@ -9,6 +9,7 @@
 #include "app/settings.h"
 #include "installlog/install_log.h"
 #include "sys/handles.h"
+#include "sys/safe_load.h"
 
 namespace {
 
@@ -32,19 +33,11 @@ BOOL RunningUnderWow64() {
   return wow64;
 }
 
-// True when a DLL of the entry's name loads without the package's copy: the
-// copy is parked under ".toinst" meanwhile, since the library search looks in
-// the setup's own folder first.
+// True when the system already has the entry's DLL. Only the system folder is
+// asked, and only as data: a same-named DLL planted beside setup (or the
+// package's own copy) is never found, and no DLL's code runs.
 bool SystemHasLibrary(const std::wstring& argument) {
-  std::wstring name = SplitRenaming(argument).source;
-  std::wstring packaged = installSettings.sourceDir + L"\\" + name;
-  std::wstring parked = packaged + L".toinst";
-  ::MoveFileW(packaged.c_str(), parked.c_str());
-  HMODULE library = ::LoadLibraryW(name.c_str());
-  ::MoveFileW(parked.c_str(), packaged.c_str());
-  if (!library) return false;
-  ::FreeLibrary(library);
-  return true;
+  return SystemFolderHasLibrary(SplitRenaming(argument).source);
 }
 
 void CopyEntry(const std::wstring& argument, const std::wstring& targetFolder) {

@@ -9,6 +9,7 @@
 #include "res/resource.h"
 #include "sys/platform.h"
 #include "sys/registry.h"
+#include "sys/safe_load.h"
 #include "ui/strings.h"
 
 namespace {
@@ -69,8 +70,9 @@ std::wstring ThumbnailExtensionPath() {
 bool RegisterThumbnailExtension() {
   std::wstring dll = ThumbnailExtensionPath();
   if (dll.size() <= 4) return false;
-  std::wstring commandLine = L"regsvr32.exe /s \"" + dll + L"\"";
-  return RunAndWait(commandLine.c_str(), installSettings.installDir.c_str(), 0) != FALSE;
+  std::wstring commandLine = std::wstring(kRegsvr32Exe) + L" /s \"" + dll + L"\"";
+  return RunAndWait(SystemFolderPath(kRegsvr32Exe).c_str(), commandLine.c_str(), installSettings.installDir.c_str(),
+                    0) != FALSE;
 }
 
 void ImportSettings() {
@@ -80,9 +82,9 @@ void ImportSettings() {
 }
 
 bool StartProductRegistration() {
-  std::wstring commandLine =
-      L"\"" + installSettings.installDir + L"\\" + kProductExe + L"\" -regonly";
-  return RunAndWait(commandLine.c_str(), installSettings.installDir.c_str(), 0) != FALSE;
+  const std::wstring product = installSettings.installDir + L"\\" + kProductExe;
+  const std::wstring commandLine = L"\"" + product + L"\" -regonly";
+  return RunAndWait(product.c_str(), commandLine.c_str(), installSettings.installDir.c_str(), 0) != FALSE;
 }
 
 std::wstring ExistingInstallFolder() {

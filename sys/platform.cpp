@@ -5,6 +5,7 @@
 
 #include "sys/handles.h"
 #include "sys/registry.h"
+#include "sys/safe_load.h"
 
 OSVERSIONINFOEXW windowsVersion = {};
 IsWow64ProcessFn pIsWow64Process = nullptr;
@@ -136,7 +137,7 @@ DWORD ParentProcessId(wchar_t* path, DWORD size) {
   HMODULE kernel = ::GetModuleHandleW(L"Kernel32.DLL");
   UniqueModule loadedKernel;
   if (!kernel) {
-    loadedKernel.reset(::LoadLibraryW(L"Kernel32.DLL"));
+    loadedKernel.reset(LoadSystemLibrary(L"Kernel32.DLL"));
     kernel = loadedKernel.get();
   }
   if (!kernel) return parent;
@@ -144,7 +145,7 @@ DWORD ParentProcessId(wchar_t* path, DWORD size) {
       reinterpret_cast<void*>(::GetProcAddress(kernel, "K32GetModuleFileNameExW")));
   UniqueModule psapi;
   if (!moduleFileName) {
-    psapi.reset(::LoadLibraryW(L"Psapi.dll"));
+    psapi.reset(LoadSystemLibrary(L"Psapi.dll"));
     if (psapi)
       moduleFileName = reinterpret_cast<GetModuleFileNameExFn>(
           reinterpret_cast<void*>(::GetProcAddress(psapi.get(), "GetModuleFileNameExW")));

@@ -166,8 +166,8 @@ void RemoveLoggedFiles(const std::wstring& logPath, const std::wstring& installF
 }
 
 void UninstallProcedure(const std::wstring& installFolder) {
-  std::wstring product = L"\"" + installFolder + kProductExe + L"\" -unregonly";
-  RunAndWait(product.c_str(), installFolder.c_str(), 5000);
+  const std::wstring product = installFolder + kProductExe;
+  RunAndWait(product.c_str(), (L"\"" + product + L"\" -unregonly").c_str(), installFolder.c_str(), 5000);
   RemoveRegistryEntries(kMakerWord, kProductName, kProductName, kProductExe);
   RestoreFileAssociations();
   const std::wstring logs[] = {installFolder + kOldJournalName, installFolder + kJournalName};

@@ -4,7 +4,7 @@
 #include "app/product.h"
 #include "install/install_run.h"
 #include "install/registration.h"
-#include "sys/handles.h"
+#include "sys/process.h"
 #include "sys/privileges.h"
 #include "wizard/version_info.h"
 #include "wizard/wizard.h"
@@ -40,14 +40,9 @@ void RunAfterSetup(const InstallSettings& settings) {
     RestartWindows();
     return;
   }
-  std::wstring commandLine = settings.installDir + L"\\" + kProductExe;
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process = {};
-  if (::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                       settings.installDir.c_str(), &startup, &process)) {
-    UniqueHandle processHandle(process.hProcess), threadHandle(process.hThread);
-  }
+  // The bare path, unquoted, is the command line the product always got.
+  const std::wstring product = settings.installDir + L"\\" + kProductExe;
+  StartProcess(product, product, settings.installDir.c_str());
 }
 
 int RunInstallModeEntry(const std::vector<std::wstring>& argv) {

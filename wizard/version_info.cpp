@@ -4,16 +4,43 @@
 
 #include <vector>
 
+#include "sys/handles.h"
+#include "sys/safe_load.h"
+
+namespace {
+
+// version.dll is not one of the DLLs Windows always takes from its own folder,
+// so it is loaded here, from the system folder, rather than imported.
+struct VersionApi {
+  using SizeFn = DWORD(WINAPI*)(LPCWSTR, LPDWORD);
+  using InfoFn = BOOL(WINAPI*)(LPCWSTR, DWORD, DWORD, LPVOID);
+  using QueryFn = BOOL(WINAPI*)(LPCVOID, LPCWSTR, LPVOID*, PUINT);
+  UniqueModule module{LoadSystemLibrary(L"version.dll")};
+  SizeFn size = Find<SizeFn>("GetFileVersionInfoSizeW");
+  InfoFn info = Find<InfoFn>("GetFileVersionInfoW");
+  QueryFn query = Find<QueryFn>("VerQueryValueW");
+
+  template <typename Fn>
+  Fn Find(const char* name) const {
+    return module ? reinterpret_cast<Fn>(reinterpret_cast<void*>(::GetProcAddress(module.get(), name))) : nullptr;
+  }
+  bool Complete() const { return size && info && query; }
+};
+
+}  // namespace
+
 VersionQuad ReadFileVersion(const std::wstring& path) {
   VersionQuad version;
+  const VersionApi api;
+  if (!api.Complete()) return version;
   DWORD handle = 0;
-  DWORD size = ::GetFileVersionInfoSizeW(path.c_str(), &handle);
+  DWORD size = api.size(path.c_str(), &handle);
   if (size == 0) return version;
   std::vector<BYTE> block(size);
-  if (!::GetFileVersionInfoW(path.c_str(), 0, size, block.data())) return version;
+  if (!api.info(path.c_str(), 0, size, block.data())) return version;
   VS_FIXEDFILEINFO* fixed = nullptr;
   UINT length = 0;
-  if (!::VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&fixed), &length) || !fixed ||
+  if (!api.query(block.data(), L"\\", reinterpret_cast<void**>(&fixed), &length) || !fixed ||
       length < sizeof(VS_FIXEDFILEINFO))
     return version;
   version.major = HIWORD(fixed->dwFileVersionMS);

@@ -9,7 +9,9 @@ namespace {
 
 // The common controls library is loaded only when the wizard is shown: its
 // start-up registers window classes, which an unattended run never needs and
-// which would otherwise bring up the desktop for every silent install.
+// which would otherwise bring up the desktop for every silent install. The
+// bare name is what lets the manifest's side-by-side assembly (version 6)
+// answer; the process-wide search restriction keeps a planted copy out.
 void InitWizardControls() {
   HMODULE comctl = ::LoadLibraryW(L"comctl32.dll");
   if (!comctl) return;

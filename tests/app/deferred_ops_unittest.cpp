@@ -95,7 +95,7 @@ TEST(RunAndWait, TimeoutFolderAndFailure) {
   ASSERT_TRUE(::CopyFileW((qmtest::BinDir() + L"\\app_probe.exe").c_str(), exe.c_str(), FALSE));
   auto runMs = [&](const std::wstring& arguments, const wchar_t* folder, DWORD timeoutMs, BOOL started = TRUE) {
     auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(RunAndWait(arguments.c_str(), folder, timeoutMs), started) << qmtest::Narrow(arguments);
+    EXPECT_EQ(RunAndWait(started ? exe.c_str() : L"C:\\no such folder\\none.exe", arguments.c_str(), folder, timeoutMs), started) << qmtest::Narrow(arguments);
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start).count();
   };
   const std::wstring child = L"\"" + exe + L"\" -sleep ";

@@ -45,11 +45,18 @@ user_programs="C:\\users\\$user_dir\\AppData\\Roaming\\Microsoft\\Windows\\Start
 user_startup="$user_programs\\StartUp"
 user_desktop="C:\\users\\$user_dir\\Desktop"
 pictures="C:\\users\\$user_dir\\Pictures"
+# A 32-bit setup on 64-bit Windows also copies and registers the 64-bit
+# extension ("File Copy x64: "); a 64-bit setup registers the 32-bit one.
 if [ "$e2e_arch" = x86_64 ]; then
   program_files='C:\Program Files'; setup_view=64
+  thumb_dll='ThumbDqm32.dll'; x64_files='x64'
+  registered_apps='Software\\RegisteredApplications'
 else
   program_files='C:\Program Files (x86)'; setup_view=32
+  thumb_dll='x64\ThumbDqm64.dll'; x64_files='x64 x64/ThumbDqm64.dll'
+  registered_apps='Software\\Wow6432Node\\RegisteredApplications'
 fi
+installed_files="QmkUnInst.exe QmkUnInst.log Qmkview8.exe Qmkview8Man.chm ThumbDqm32.dll ThumbDqmXP32.dll $x64_files"
 temp_dir="C:\\users\\$user_dir\\Temp"
 
 # Keys setup writes (in the registry view $setup_view).
@@ -76,16 +83,46 @@ expect_file_eq() {  # expect_file_eq "what" expected-file actual-file
 # Ends the script: a passed run removes its prefix (over a gigabyte), a failed
 # one keeps it beside the traces for a look.
 finish() {
+  expect_eq "nothing planted was loaded or started" "" "$(tr -d '\r' <"$plant_log")"
   echo "---- $e2e_name: $failures failure(s)"
   [ "$failures" -eq 0 ] || return 1
   timeout 300 wineserver -w || true
   rm -rf "$WINEPREFIX"
 }
 
-# make_package DIR [VERSION]: the demo package of this build tree.
+# Planted code: logging look-alikes of DLLs that setup, the uninstaller, the
+# worker and the system DLLs they use load by name, and of the programs they
+# start, put wherever a search could find them: the package folder (make_package),
+# the temporary folders, the current folder of every run, and "C:\Program.exe"
+# and "C:\Apps\Quill.exe" for unquoted paths with blanks. Our programs run with
+# native-first overrides for those names, so Wine searches as Windows does.
+# Nothing planted may ever log (checked by finish).
+planted_dlls=(uxtheme dwmapi userenv profapi cryptbase propsys linkinfo secur32 sspicli shfolder comctl32)
+plant_overrides="$(IFS=,; echo "${planted_dlls[*]}")=n,b"
+plant_log="$work/planted.log"
+: >"$plant_log"
+QM_PLANT_LOG="$(winpath "$plant_log")"
+export QM_PLANT_LOG
+plant() {  # plant HOST-DIR [PROGRAM...]
+  local dir="$1" name
+  shift
+  mkdir -p "$dir"
+  for name in "${planted_dlls[@]}"; do cp "$QM_BIN_DIR/planted/planted.dll" "$dir/$name.dll"; done
+  for name in "$@"; do cp "$QM_BIN_DIR/planted/planted.exe" "$dir/$name"; done
+}
+plant_cwd="$work/cwd"
+plant "$plant_cwd" regsvr32.exe Qmkview8.exe
+plant "$(hostpath "$temp_dir")" regsvr32.exe Qmkview8.exe
+plant "$drive_c/windows/temp" regsvr32.exe Qmkview8.exe
+plant "$drive_c/Apps" Quill.exe
+cp "$QM_BIN_DIR/planted/planted.exe" "$drive_c/Program.exe"
+
+# make_package DIR [VERSION]: the demo package of this build tree, with
+# planted code beside setup.exe.
 make_package() {
   QM_PKG_TREE32="$QM_BIN_DIR/.." QM_PKG_TREE64="$QM_BIN_DIR/.." \
     bash "$QM_SOURCE_DIR/scripts/make-package.sh" "$@" >/dev/null
+  plant "$1" regsvr32.exe
 }
 
 # run_traced LOG ARGS...: runs a program under Wine with process tracing into
@@ -95,7 +132,8 @@ make_package() {
 run_traced() {
   local log="$1"; shift
   rc=0
-  WINEDEBUG=-all,trace+process timeout 300 wine "$@" 2>"$log" || rc=$?
+  (cd "$plant_cwd" && WINEDEBUG=-all,trace+process WINEDLLOVERRIDES="$WINEDLLOVERRIDES;$plant_overrides" \
+     timeout 300 wine "$@" 2>"$log") || rc=$?
   [ -n "${E2E_NO_SETTLE:-}" ] || timeout 300 wineserver -w || true
 }
 
@@ -117,7 +155,7 @@ reg_value() {  # reg_value VIEW KEY NAME
   fi
   printf '%s\n' "$out" | sed -n 's/^    .*    REG_[A-Z_]*    //p' | head -n1
 }
-key_exists() { wine reg query "$1" /reg:"${2:-32}" >/dev/null 2>&1; }
+key_exists() { wine reg query "$1" /reg:"${2:-$setup_view}" >/dev/null 2>&1; }
 key_missing() { ! key_exists "$@"; }
 
 installed_programs() { wine uninstaller --list 2>/dev/null | tr -d '\r'; }
@@ -153,6 +191,7 @@ wine_noise=(
   '^[-+~] Software\\\\Microsoft\\\\Windows NT\\\\CurrentVersion\\\\AeDebug'
   '^[-+~] System\\\\CurrentControlSet\\\\Hardware Profiles\\\\Current\\\\Software\\\\Fonts'
   '^[-+~] Software\\\\Wine\\\\Fonts'
+  '^[-+~] Software\\\\Microsoft\\\\Windows NT\\\\CurrentVersion\\\\NetworkCards'
 )
 # snapshot_diff A B: file and registry differences, Wine's own noise left out.
 snapshot_diff() {

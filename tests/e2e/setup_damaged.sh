@@ -14,7 +14,7 @@ snapshot before
 refused() {  # refused WHAT PACKAGE-DIR: setup -s is refused, with nothing installed
   local what="$1" package="$2" text
   : >"$trace"
-  WINEDEBUG=-all,trace+process wine "$package/setup.exe" -s 2>"$work/$what.log" &
+  (cd "$plant_cwd" && WINEDEBUG=-all,trace+process WINEDLLOVERRIDES="$WINEDLLOVERRIDES;$plant_overrides" exec wine "$package/setup.exe" -s 2>"$work/$what.log") &
   local job=$!
   text=$(answer 1)
   rc=0; wait "$job" || rc=$?

@@ -25,8 +25,8 @@ timeout 300 wineserver -w || true
 
 check "files in the given folder, trailing backslash dropped" test -f "$(hostpath "$dest\\Qmkview8.exe")"
 check "nothing in the default folder" test ! -e "$(hostpath "$program_files\\Quillmark 8")"
-expect_eq "AllUsers of a current-user installation" "A" "$(reg_value 32 "$vendor" AllUsers)"
-expect_eq "Path" "$dest" "$(reg_value 32 "$vendor" Path)"
+expect_eq "AllUsers of a current-user installation" "A" "$(reg_value "$setup_view" "$vendor" AllUsers)"
+expect_eq "Path" "$dest" "$(reg_value "$setup_view" "$vendor" Path)"
 group="$user_programs\\Quillmark 8"
 expected_journal "$package" \
   "Made Dir: $group" \
@@ -74,7 +74,7 @@ run_traced "$work/default.log" "$package/setup.exe" -s -nodeskico -autostart -in
 expect_eq "default install exit code" 0 "$rc"
 dest="$program_files\\Quillmark 8"
 check "installed into the default folder" test -f "$(hostpath "$dest\\Qmkview8.exe")"
-expect_eq "a fresh unattended install is for all users, even with -instport" "B" "$(reg_value 32 "$vendor" AllUsers)"
+expect_eq "a fresh unattended install is for all users, even with -instport" "B" "$(reg_value "$setup_view" "$vendor" AllUsers)"
 group="$common_programs\\Quillmark 8"
 expected_journal "$package" \
   "Made Dir: $group" \
@@ -87,7 +87,7 @@ check "-nodeskico: no desktop link" test ! -e "$(hostpath "$common_desktop\\Quil
 
 # --- -sconf: unattended reinstall, then the wizard's last pages -------------
 : >"$trace"
-WINEDEBUG=-all wine "$package/setup.exe" -sconf >/dev/null 2>&1 &
+(cd "$plant_cwd" && WINEDEBUG=-all WINEDLLOVERRIDES="$WINEDLLOVERRIDES;$plant_overrides" exec wine "$package/setup.exe" -sconf >/dev/null 2>&1) &
 sconf_job=$!
 # The frame opens on the ready page: Next, then Finish (the run box unchecked).
 wine "$probe" answer 1 120000 >/dev/null 2>&1 || true

@@ -14,7 +14,7 @@ dest_host="$(hostpath "$dest")"
 
 run_traced "$work/first.log" "$work/pkg-8.5.3.0/setup.exe" -s -instdir "$dest"
 expect_eq "first install exit code" 0 "$rc"
-expect_eq "first install is for the current user" "A" "$(reg_value 32 "$vendor" AllUsers)"
+expect_eq "first install is for the current user" "A" "$(reg_value "$setup_view" "$vendor" AllUsers)"
 
 # The group and auto-start as a wizard install would have chosen them: move
 # the group, add the start-up link, and let the journal say so.
@@ -36,8 +36,8 @@ Shell Link: $user_desktop\\Quillmark 8.lnk
 Shell Link: $user_startup\\Quillmark 8.lnk"
 kept_everything() {  # kept_everything WHAT: folder, type, group and auto-start of the first install
   check "$1: nothing in the default folder" test ! -e "$(hostpath "$program_files\\Quillmark 8")"
-  expect_eq "$1: current-user type kept" "A" "$(reg_value 32 "$vendor" AllUsers)"
-  expect_eq "$1: folder kept" "$dest" "$(reg_value 32 "$vendor" Path)"
+  expect_eq "$1: current-user type kept" "A" "$(reg_value "$setup_view" "$vendor" AllUsers)"
+  expect_eq "$1: folder kept" "$dest" "$(reg_value "$setup_view" "$vendor" Path)"
   expect_eq "$1: group, desktop and start-up links journalled" "$expected_tail" "$(journal_tail)"
   expect_eq "$1: group link" "$dest\\Qmkview8.exe|$pictures|" "$(resolve_link "$group\\Quillmark 8.lnk")"
   check "$1: start-up link kept without -autostart" test -f "$(hostpath "$user_startup\\Quillmark 8.lnk")"
@@ -74,7 +74,7 @@ check "running copy closed with WM_CLOSE 1001 (or terminated first)" \
   test -z "$closes" -o "$closes" = "$running_pid close1001"
 check "no renamed copy of the product left" test ! -e "$dest_host/Qmkview8.exe.old" -a ! -e "$dest_host/Qmkview8.exe.new"
 check "product replaced by 8.6.0.0" cmp -s "$work/pkg-8.6.0.0/Qmkview8.exe" "$dest_host/Qmkview8.exe"
-expect_eq "upgrade: DisplayVersion" "8.06.00" "$(reg_value 32 "$uninstall" DisplayVersion)"
+expect_eq "upgrade: DisplayVersion" "8.06.00" "$(reg_value "$setup_view" "$uninstall" DisplayVersion)"
 kept_everything "upgrade"
 
 # --- the wizard asks before an older or the same version; No changes nothing
@@ -101,6 +101,6 @@ Would you like to run this setup again to select different options or repair the
 run_traced "$work/downgrade.log" "$work/pkg-8.4.0.0/setup.exe" -s
 expect_eq "downgrade exit code" 0 "$rc"
 check "product replaced by 8.4.0.0" cmp -s "$work/pkg-8.4.0.0/Qmkview8.exe" "$dest_host/Qmkview8.exe"
-expect_eq "downgrade: DisplayVersion" "8.04.00" "$(reg_value 32 "$uninstall" DisplayVersion)"
+expect_eq "downgrade: DisplayVersion" "8.04.00" "$(reg_value "$setup_view" "$uninstall" DisplayVersion)"
 kept_everything "downgrade"
 finish

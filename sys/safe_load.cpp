@@ -1,0 +1,50 @@
+#include "sys/safe_load.h"
+
+namespace {
+
+template <typename Fn>
+Fn Kernel32Function(const char* name) {
+  HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
+  return kernel ? reinterpret_cast<Fn>(reinterpret_cast<void*>(::GetProcAddress(kernel, name))) : nullptr;
+}
+
+}  // namespace
+
+void RestrictDllSearch() {
+  // Windows 8, and 7 with its security update; looked up so that older
+  // systems still start.
+  using SetDefaultDllDirectoriesFn = BOOL(WINAPI*)(DWORD);
+  using SetSearchPathModeFn = BOOL(WINAPI*)(DWORD);
+  if (auto restrict = Kernel32Function<SetDefaultDllDirectoriesFn>("SetDefaultDllDirectories"))
+    if (restrict(LOAD_LIBRARY_SEARCH_SYSTEM32)) return;
+  ::SetDllDirectoryW(L"");
+  if (auto safeMode = Kernel32Function<SetSearchPathModeFn>("SetSearchPathMode"))
+    safeMode(BASE_SEARCH_PATH_ENABLE_SAFE_SEARCHMODE | BASE_SEARCH_PATH_PERMANENT);
+}
+
+std::wstring SystemFolderPath(const wchar_t* name) {
+  wchar_t folder[MAX_PATH] = {};
+  UINT length = ::GetSystemDirectoryW(folder, MAX_PATH);
+  if (length == 0 || length >= MAX_PATH) return std::wstring();
+  std::wstring path(folder, length);
+  if (path.back() != L'\\') path += L'\\';
+  return path + name;
+}
+
+HMODULE LoadSystemLibrary(const wchar_t* name) {
+  if (HMODULE module = ::LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)) return module;
+  // Systems without the search flags refuse them as an invalid parameter:
+  // there a full path keeps the search out.
+  if (::GetLastError() != ERROR_INVALID_PARAMETER) return nullptr;
+  const std::wstring path = SystemFolderPath(name);
+  return path.empty() ? nullptr : ::LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+}
+
+bool SystemFolderHasLibrary(const std::wstring& name) {
+  const std::wstring path = SystemFolderPath(name.c_str());
+  if (path.empty()) return false;
+  HMODULE image = ::LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+  if (!image) return false;
+  ::FreeLibrary(image);
+  return true;
+}
