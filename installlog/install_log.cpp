@@ -158,12 +158,14 @@ bool LogReader::ReadPhysicalLine() {
   if (bytes.empty()) return false;
   physical_ = DecodeLogText(bytes);
   position_ = 0;
+  ++lineNumber_;
   return true;
 }
 
 bool LogReader::Next(std::wstring& line) {
   if (!file_) return false;
   if (position_ >= physical_.size() && !ReadPhysicalLine()) return false;
+  continued_ = position_ > 0;
   size_t end = PieceEnd(physical_, position_);
   line = TrimLine(physical_.substr(position_, end - position_));
   position_ = end;
@@ -177,6 +179,8 @@ void LogReader::Rewind() {
   bufferPos_ = 0;
   physical_.clear();
   position_ = 0;
+  lineNumber_ = 0;
+  continued_ = false;
 }
 
 bool EntryArgument(const std::wstring& line, const wchar_t* prefix, std::wstring& argument) {

@@ -56,6 +56,10 @@ class LogReader {
   bool Next(std::wstring& line);
   // Back to the first line.
   void Rewind();
+  // Where the last line came from: its physical line (from 1), and whether it
+  // continues that physical line (a piece after the first 511 units).
+  size_t LineNumber() const { return lineNumber_; }
+  bool Continued() const { return continued_; }
 
  private:
   bool ReadPhysicalLine();
@@ -66,6 +70,8 @@ class LogReader {
   size_t bufferPos_ = 0;
   std::wstring physical_;   // decoded physical line being handed out
   size_t position_ = 0;     // next unit of physical_ to hand out
+  size_t lineNumber_ = 0;
+  bool continued_ = false;
 };
 
 // The argument of line for prefix, or false when line is no such entry.

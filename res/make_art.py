@@ -186,20 +186,63 @@ def draw_icon(size):
     return rows
 
 
-def bmp_bytes(rows):
-    """24-bit bottom-up BMP."""
+def median_cut(pixels, count):
+    """A palette of count colours, each the mean of one box of a median cut."""
+    boxes = [list(pixels)]
+    while len(boxes) < count:
+        # Split the box whose widest channel spans the most.
+        def spread(box):
+            return max(max(p[c] for p in box) - min(p[c] for p in box) for c in range(3))
+        splittable = [b for b in boxes if len(b) > 1]
+        if not splittable:
+            break
+        box = max(splittable, key=spread)
+        boxes.remove(box)
+        channel = max(range(3), key=lambda c: max(p[c] for p in box) - min(p[c] for p in box))
+        box.sort(key=lambda p: p[channel])
+        half = len(box) // 2
+        boxes += [box[:half], box[half:]]
+    palette = [tuple(round(sum(p[c] for p in b) / len(b)) for c in range(3)) for b in boxes]
+    return sorted(set(palette))
+
+
+def bmp8_bytes(rows):
+    """8-bit bottom-up BMP: a 256-colour palette from a median cut, the picture
+    error-diffused (Floyd-Steinberg) onto it, so the gradients stay smooth at a
+    third of the 24-bit file's size."""
     h, w = len(rows), len(rows[0])
-    stride = (w * 3 + 3) & ~3
+    palette = median_cut([p for row in rows for p in row], 256)
+    nearest_cache = {}
+
+    def nearest(r, g, b):
+        key = (r, g, b)
+        if key not in nearest_cache:
+            nearest_cache[key] = min(range(len(palette)), key=lambda i: (palette[i][0] - r) ** 2 +
+                                     (palette[i][1] - g) ** 2 + (palette[i][2] - b) ** 2)
+        return nearest_cache[key]
+
+    work = [[list(map(float, p)) for p in row] for row in rows]
+    indices = [[0] * w for _ in range(h)]
+    for y in range(h):
+        for x in range(w):
+            old = [min(255, max(0, int(round(c)))) for c in work[y][x]]
+            i = nearest(*old)
+            indices[y][x] = i
+            error = [work[y][x][c] - palette[i][c] for c in range(3)]
+            for dx, dy, weight in ((1, 0, 7), (-1, 1, 3), (0, 1, 5), (1, 1, 1)):
+                if 0 <= x + dx < w and y + dy < h:
+                    cell = work[y + dy][x + dx]
+                    for c in range(3):
+                        cell[c] += error[c] * weight / 16
+    stride = (w + 3) & ~3
     pixels = bytearray()
-    for row in reversed(rows):
-        line = bytearray()
-        for r, g, b in row:
-            line += bytes((b, g, r))
-        line += b"\0" * (stride - len(line))
-        pixels += line
-    info = struct.pack("<IiiHHIIiiII", 40, w, h, 1, 24, 0, len(pixels), 3780, 3780, 0, 0)
-    header = struct.pack("<2sIHHI", b"BM", 14 + len(info) + len(pixels), 0, 0, 14 + len(info))
-    return header + info + bytes(pixels)
+    for row in reversed(indices):
+        pixels += bytes(row) + b"\0" * (stride - w)
+    colours = b"".join(bytes((b, g, r, 0)) for r, g, b in palette)
+    info = struct.pack("<IiiHHIIiiII", 40, w, h, 1, 8, 0, len(pixels), 3780, 3780, len(palette), 0)
+    offset = 14 + len(info) + len(colours)
+    header = struct.pack("<2sIHHI", b"BM", offset + len(pixels), 0, 0, offset)
+    return header + info + colours + bytes(pixels)
 
 
 def icon_image(rows):
@@ -235,7 +278,7 @@ def ico_bytes(images):
 def main():
     out = sys.argv[1] if len(sys.argv) > 1 else os.path.dirname(os.path.abspath(__file__))
     with open(os.path.join(out, "wizard.bmp"), "wb") as f:
-        f.write(bmp_bytes(draw_wizard()))
+        f.write(bmp8_bytes(draw_wizard()))
     images = [(size, icon_image(draw_icon(size))) for size in ICON_SIZES]
     with open(os.path.join(out, "setup.ico"), "wb") as f:
         f.write(ico_bytes(images))

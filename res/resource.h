@@ -31,6 +31,8 @@
 #define IDS_RESTART_NEEDED      30
 #define IDS_RESTART_ON_FINISH   31
 #define IDS_CLOSE_ONE_COPY      33
+#define IDS_SFX_UNPACKING       34   // the single file's progress window
+#define IDS_SFX_UNPACK_FAILED   35
 #define IDS_HELP_SHORTCUT       101  // "Quillmark 8 Help"
 
 // Bitmap, icon

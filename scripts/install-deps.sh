@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the cross toolchain, Wine (with the 32-bit DLLs for WoW64 mode),
-# Xvfb and the other Debian tools the build and the tests need.
+# Xvfb, the single file's cabinet and signing tools (gcab, osslsigncode,
+# openssl) and the other Debian tools the build and the tests need.
 # Idempotent; safe to run on every build. Needs root (or sudo).
 set -euo pipefail
 here="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
@@ -10,7 +11,8 @@ export DEBIAN_FRONTEND=noninteractive
 
 pkgs=(cmake ninja-build googletest
       g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix binutils-mingw-w64
-      wine wine64 xvfb xauth xdotool imagemagick python3 file)
+      wine wine64 xvfb xauth xdotool imagemagick python3 file
+      gcab osslsigncode openssl)
 missing=()
 for p in "${pkgs[@]}"; do dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p"); done
 if ! dpkg --print-foreign-architectures | grep -qx i386; then

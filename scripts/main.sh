@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # main.sh — on a fresh Debian machine (as root): installs the tools, builds
-# both architectures, assembles the demo package, installs it under Wine in a
-# prefix of its own (build/demo-prefix), shows what the install made, and
-# tells how to remove it again.
+# both architectures, assembles the demo package, turns it into the single
+# download file (build/Quillmark8Setup.exe), installs from that file under
+# Wine in a prefix of its own (build/demo-prefix), shows what the install
+# made, and tells how to remove it again.
 #
 # With a display ($DISPLAY set) the install runs through the wizard; without
-# one it runs unattended ("setup.exe -s"). Extra: BUILD_ROOT (default build/).
+# one it runs unattended ("Quillmark8Setup.exe -s"). Extra: BUILD_ROOT
+# (default build/); the signing variables of scripts/make-single-file.sh.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build_root="${BUILD_ROOT:-$root/build}"
@@ -37,23 +39,29 @@ else
   bash "$root/scripts/make-prefix.sh" "$WINEPREFIX" i686
 fi
 
+single="$build_root/Quillmark8Setup.exe"
+say "Single file: $single"
+bash "$root/scripts/make-single-file.sh" "$package" "$single"
+
 status=0
 if [ -n "${DISPLAY:-}" ]; then
   # Wine 8's WoW64 mode has only the null graphics driver for 32-bit programs:
-  # the shipped 32-bit setup.exe would run its wizard invisibly. The x86_64
-  # build of the same code is placed beside it in the package and shows the
-  # wizard. As a 64-bit program it installs into "C:\Program Files" and, not
-  # running under WOW64, skips the "File Copy x64:" entries and registers
+  # the shipped 32-bit setup.exe would run its wizard invisibly. The single
+  # file made of the x86_64 build of the same code shows the wizard. As a
+  # 64-bit program setup installs into "C:\Program Files" and, not running
+  # under WOW64, skips the "File Copy x64:" entries and registers
   # ThumbDqm32.dll; the unattended 32-bit run (no $DISPLAY) is the shipped case.
-  cp -f "$build_root/x86_64/bin/setup.exe" "$package/x64-setup.exe"
-  say "Install: the wizard (x64-setup.exe from the package) — follow its pages"
-  wine "$package/x64-setup.exe" || status=$?
+  QM_PKG_TREE32="$build_root/x86_64" bash "$root/scripts/make-package.sh" "$build_root/package-x64" 8.5.3.0
+  QM_SFX_TREE="$build_root/x86_64" bash "$root/scripts/make-single-file.sh" \
+    "$build_root/package-x64" "$build_root/x64/Quillmark8Setup.exe"
+  say "Install: the wizard (x64/Quillmark8Setup.exe) — follow its pages"
+  wine "$build_root/x64/Quillmark8Setup.exe" || status=$?
 else
-  say "Install: unattended, setup.exe -s (no display)"
+  say "Install: unattended, Quillmark8Setup.exe -s (no display)"
   echo "(setup registers x64\ThumbDqm64.dll with regsvr32: Wine's 32-bit regsvr32"
   echo " crashes on a 64-bit DLL, where Windows hands it to its 64-bit regsvr32;"
   echo " a \"page fault ... starting debugger\" line from it is expected.)"
-  timeout 600 wine "$package/setup.exe" -s || status=$?
+  timeout 600 wine "$single" -s || status=$?
 fi
 wineserver -w
 if [ "$status" -ne 0 ]; then

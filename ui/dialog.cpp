@@ -207,20 +207,17 @@ INT_PTR CDialog::HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) {
   return handled ? result : FALSE;
 }
 
-INT_PTR CALLBACK CDialog::DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-  // Nothing thrown below may unwind into the dialog manager.
-  try {
-    CDialog* self = nullptr;
-    if (message == WM_INITDIALOG) {
-      self = reinterpret_cast<CDialog*>(lParam);
-      ::SetWindowLongPtrW(window, GWLP_USERDATA, lParam);
-      if (self) self->window_ = window;
-    } else {
-      self = reinterpret_cast<CDialog*>(::GetWindowLongPtrW(window, GWLP_USERDATA));
-    }
-    if (!self) return FALSE;
-    return self->HandleMessage(message, wParam, lParam);
-  } catch (...) {
-    return FALSE;
+INT_PTR CALLBACK CDialog::DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept {
+  // Nothing may unwind into the dialog manager: the program is built without
+  // exceptions, and noexcept ends it should anything below ever throw.
+  CDialog* self = nullptr;
+  if (message == WM_INITDIALOG) {
+    self = reinterpret_cast<CDialog*>(lParam);
+    ::SetWindowLongPtrW(window, GWLP_USERDATA, lParam);
+    if (self) self->window_ = window;
+  } else {
+    self = reinterpret_cast<CDialog*>(::GetWindowLongPtrW(window, GWLP_USERDATA));
   }
+  if (!self) return FALSE;
+  return self->HandleMessage(message, wParam, lParam);
 }
