@@ -38,13 +38,20 @@ if [ -n "${DISPLAY:-}" ]; then
 else
   bash "$root/scripts/make-prefix.sh" "$WINEPREFIX" i686
 fi
+# A kernel that runs no 32-bit code runs no 32-bit Windows program either:
+# there the x86_64 build of the same code stands in for the shipped one.
+use64="${DISPLAY:+1}"
+if [ -z "$use64" ] && ! bash "$root/scripts/runs-32bit.sh" "$WINEPREFIX"; then
+  echo "NOTE: this kernel runs no 32-bit programs: the x86_64 build installs instead"
+  use64=1
+fi
 
 single="$build_root/Quillmark8Setup.exe"
 say "Single file: $single"
 bash "$root/scripts/make-single-file.sh" "$package" "$single"
 
 status=0
-if [ -n "${DISPLAY:-}" ]; then
+if [ -n "$use64" ]; then
   # Wine 8's WoW64 mode has only the null graphics driver for 32-bit programs:
   # the shipped 32-bit setup.exe would run its wizard invisibly. The single
   # file made of the x86_64 build of the same code shows the wizard. As a

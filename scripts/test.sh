@@ -7,17 +7,9 @@ bash "$root/scripts/install-deps.sh"
 bash "$root/scripts/build.sh" i686 x86_64
 wine_dlls="$root/.cache/libwine-i386/usr/lib/i386-linux-gnu/wine"
 
-# Some virtual machines' kernels run no 32-bit code, and so no 32-bit Windows
-# program under Wine (it ends before its first instruction). There the i686
-# tree runs only the checks that need no Wine; the x86_64 tree runs every
+# Where the kernel runs no 32-bit code (scripts/runs-32bit.sh), the i686 tree
+# runs only the checks that need no Wine; the x86_64 tree runs every
 # end-to-end script either way.
-runs_32bit_programs() {  # PREFIX
-  local rc=0
-  WINEPREFIX="$1" WINEDLLPATH="$wine_dlls" WINEDEBUG=-all \
-    timeout 120 wine "$root/build/i686/bin/e2e_probe.exe" >/dev/null 2>&1 || rc=$?
-  # The probe says 2 ("no command") when it ran at all.
-  [ "$rc" = 2 ]
-}
 
 status=0
 for arch in i686 x86_64; do
@@ -28,7 +20,7 @@ for arch in i686 x86_64; do
   args=()
   if [ "$arch" = i686 ]; then
     WINEDLLPATH="$wine_dlls" bash "$root/scripts/make-prefix.sh" "$prefix" i686
-    if ! runs_32bit_programs "$prefix"; then
+    if ! bash "$root/scripts/runs-32bit.sh" "$prefix"; then
       echo "NOTE: this kernel runs no 32-bit programs under Wine: i686 tests under Wine skipped"
       args=(-R '^build_checks$')
       export QM_NO_32BIT=1
