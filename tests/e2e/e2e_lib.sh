@@ -220,6 +220,32 @@ check_copied() {  # check_copied LABEL PACKAGE HOST-DIR FILE...
   check "${label}QmkUnInst.exe is the package's setup.exe" cmp -s "$package/setup.exe" "$dir/QmkUnInst.exe"
 }
 
+# The registry entries of an all-users installation of 8.5.3.0 in DEST, in
+# the view setup writes to.
+check_registration() {  # check_registration DEST
+  local dest="$1"
+  expect_eq "AllUsers" "B" "$(reg_value "$setup_view" "$vendor" AllUsers)"
+  expect_eq "Path" "$dest" "$(reg_value "$setup_view" "$vendor" Path)"
+  expect_eq "DisplayName" "Quillmark 8" "$(reg_value "$setup_view" "$uninstall" DisplayName)"
+  expect_eq "DisplayVersion" "8.05.03" "$(reg_value "$setup_view" "$uninstall" DisplayVersion)"
+  expect_eq "UninstallString" "$dest\\QmkUnInst.exe" "$(reg_value "$setup_view" "$uninstall" UninstallString)"
+  expect_eq "InstallLocation" "$dest" "$(reg_value "$setup_view" "$uninstall" InstallLocation)"
+  expect_eq "Publisher" "Lanternfold Technology LLC" "$(reg_value "$setup_view" "$uninstall" Publisher)"
+  expect_eq "MajorVersion" "0x8" "$(reg_value "$setup_view" "$uninstall" MajorVersion)"
+  expect_eq "VersionMinor" "5" "$(reg_value "$setup_view" "$uninstall" VersionMinor)"
+  expect_eq "App Paths" "$dest\\Qmkview8.exe" "$(reg_value "$setup_view" "$app_path" '')"
+  expect_eq "App Paths Path" "$dest" "$(reg_value "$setup_view" "$app_path" Path)"
+  expect_eq "open command" "\"$dest\\Qmkview8.exe\" \"%1\"" \
+    "$(reg_value 64 'HKCR\Quillmark.8\shell\open\command' '')"
+  expect_eq "application open command" "\"$dest\\Qmkview8.exe\" \"%1\"" \
+    "$(reg_value 64 'HKCR\Applications\Qmkview8.exe\shell\open\command' '')"
+  # The prefix reports Windows 7: associations go to the application entry.
+  expect_eq ".png association" 'Applications\Qmkview8.exe' \
+    "$(reg_value "$setup_view" "$vendor\\Capabilities\\FileAssociations" .png)"
+  expect_eq "registered application" 'SOFTWARE\Lanternfold\Quillmark 8\Capabilities' \
+    "$(reg_value "$setup_view" 'HKLM\Software\RegisteredApplications' Quillmark.8)"
+}
+
 # After an all-users install with the default choices from PACKAGE into DEST:
 # the group, its links and the desktop link, resolving to the installed
 # product, journalled after the script and its empty line; no start-up link.

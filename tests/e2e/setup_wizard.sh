@@ -182,26 +182,7 @@ check_copied "" "$package" "$dest_host" Qmkview8.exe Qmkview8Man.chm ThumbDqm32.
 
 check_default_links "$package" "$dest"
 
-expect_eq "AllUsers" "B" "$(reg_value "$setup_view" "$vendor" AllUsers)"
-expect_eq "Path" "$dest" "$(reg_value "$setup_view" "$vendor" Path)"
-expect_eq "DisplayName" "Quillmark 8" "$(reg_value "$setup_view" "$uninstall" DisplayName)"
-expect_eq "DisplayVersion" "8.05.03" "$(reg_value "$setup_view" "$uninstall" DisplayVersion)"
-expect_eq "UninstallString" "$dest\\QmkUnInst.exe" "$(reg_value "$setup_view" "$uninstall" UninstallString)"
-expect_eq "InstallLocation" "$dest" "$(reg_value "$setup_view" "$uninstall" InstallLocation)"
-expect_eq "Publisher" "Lanternfold Technology LLC" "$(reg_value "$setup_view" "$uninstall" Publisher)"
-expect_eq "MajorVersion" "0x8" "$(reg_value "$setup_view" "$uninstall" MajorVersion)"
-expect_eq "VersionMinor" "5" "$(reg_value "$setup_view" "$uninstall" VersionMinor)"
-expect_eq "App Paths" "$dest\\Qmkview8.exe" "$(reg_value "$setup_view" "$app_path" '')"
-expect_eq "App Paths Path" "$dest" "$(reg_value "$setup_view" "$app_path" Path)"
-expect_eq "open command" "\"$dest\\Qmkview8.exe\" \"%1\"" \
-  "$(reg_value 64 'HKCR\Quillmark.8\shell\open\command' '')"
-expect_eq "application open command" "\"$dest\\Qmkview8.exe\" \"%1\"" \
-  "$(reg_value 64 'HKCR\Applications\Qmkview8.exe\shell\open\command' '')"
-# The prefix reports Windows 7: associations go to the application entry.
-expect_eq ".png association" 'Applications\Qmkview8.exe' \
-  "$(reg_value "$setup_view" "$vendor\\Capabilities\\FileAssociations" .png)"
-expect_eq "registered application" 'SOFTWARE\Lanternfold\Quillmark 8\Capabilities' \
-  "$(reg_value "$setup_view" 'HKLM\Software\RegisteredApplications' Quillmark.8)"
+check_registration "$dest"
 check "nothing written to the 32-bit view" key_missing "$vendor" 32
 check "no uninstall entry in the 32-bit view" key_missing "$uninstall" 32
 
