@@ -4,7 +4,7 @@
 #include <cwchar>
 #include <vector>
 
-#include "app/settings.h"
+#include "product/settings.h"
 #include "sys/process.h"
 
 namespace {

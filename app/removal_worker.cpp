@@ -3,8 +3,8 @@
 #include <cstdlib>
 
 #include "app/deferred_ops.h"
-#include "app/product.h"
-#include "app/settings.h"
+#include "product/product.h"
+#include "product/settings.h"
 #include "res/resource.h"
 #include "sys/platform.h"
 #include "sys/process.h"

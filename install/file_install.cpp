@@ -6,8 +6,8 @@
 #include <cwchar>
 
 #include "app/deferred_ops.h"
-#include "app/settings.h"
 #include "installlog/install_log.h"
+#include "product/settings.h"
 #include "sys/handles.h"
 #include "sys/safe_load.h"
 

@@ -1,11 +1,11 @@
 #include "install/install_run.h"
 
-#include "app/product.h"
-#include "app/settings.h"
 #include "install/file_install.h"
 #include "install/registration.h"
 #include "install/shortcuts.h"
 #include "installlog/install_log.h"
+#include "product/product.h"
+#include "product/settings.h"
 #include "uninstall/uninstall.h"
 
 namespace {

@@ -3,9 +3,9 @@
 #include <windows.h>
 
 #include "app/deferred_ops.h"
-#include "app/product.h"
-#include "app/settings.h"
 #include "install/file_install.h"
+#include "product/product.h"
+#include "product/settings.h"
 #include "res/resource.h"
 #include "sys/platform.h"
 #include "sys/registry.h"

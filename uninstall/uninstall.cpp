@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "app/deferred_ops.h"
-#include "app/product.h"
 #include "installlog/install_log.h"
+#include "product/product.h"
 #include "sys/handles.h"
 #include "sys/platform.h"
 #include "sys/registry.h"

@@ -4,8 +4,8 @@
 #include <shellapi.h>
 #include <shlobj.h>
 
-#include "app/product.h"
 #include "installlog/install_log.h"
+#include "product/product.h"
 #include "res/resource.h"
 #include "sys/handles.h"
 #include "sys/platform.h"

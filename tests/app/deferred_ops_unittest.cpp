@@ -5,7 +5,7 @@
 #include <string>
 
 #include "app/deferred_ops.h"
-#include "app/settings.h"
+#include "product/settings.h"
 #include "tests/app/app_test_util.h"
 #include "tests/support/test_support.h"
 
