@@ -2,10 +2,10 @@
 
 #include <cstdlib>
 
-#include "app/deferred_ops.h"
 #include "product/product.h"
 #include "product/settings.h"
 #include "res/resource.h"
+#include "sys/deferred_ops.h"
 #include "sys/platform.h"
 #include "sys/process.h"
 #include "sys/safe_load.h"

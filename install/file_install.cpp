@@ -5,9 +5,9 @@
 
 #include <cwchar>
 
-#include "app/deferred_ops.h"
 #include "installlog/install_log.h"
 #include "product/settings.h"
+#include "sys/deferred_ops.h"
 #include "sys/handles.h"
 #include "sys/safe_load.h"
 

@@ -2,12 +2,12 @@
 
 #include <windows.h>
 
-#include "app/deferred_ops.h"
 #include "install/file_install.h"
 #include "product/product.h"
 #include "product/settings.h"
 #include "res/resource.h"
 #include "sys/platform.h"
+#include "sys/process.h"
 #include "sys/registry.h"
 #include "sys/safe_load.h"
 #include "ui/strings.h"

@@ -5,11 +5,12 @@
 
 #include <string_view>
 
-#include "app/deferred_ops.h"
 #include "installlog/install_log.h"
 #include "product/product.h"
+#include "sys/deferred_ops.h"
 #include "sys/handles.h"
 #include "sys/platform.h"
+#include "sys/process.h"
 #include "sys/registry.h"
 #include "uninstall/registry_cleanup.h"
 
