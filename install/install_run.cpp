@@ -4,9 +4,9 @@
 #include "install/registration.h"
 #include "install/shortcuts.h"
 #include "installlog/install_log.h"
+#include "installlog/journal_passes.h"
 #include "product/product.h"
 #include "product/settings.h"
-#include "uninstall/uninstall.h"
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "installlog/install_log.h"
+#include "installlog/journal_passes.h"
 #include "product/product.h"
 #include "sys/handles.h"
 #include "sys/registry.h"
