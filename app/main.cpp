@@ -2,9 +2,9 @@
 // removal worker are all this one executable.
 #include <windows.h>
 
-#include "app/product.h"
 #include "app/setup_app.h"
 #include "instances/instance_manager.h"
+#include "product/product.h"
 #include "sys/safe_load.h"
 
 // Constructed in this order before wWinMain runs. The application object only

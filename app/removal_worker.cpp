@@ -2,12 +2,12 @@
 
 #include <cstdlib>
 
-#include "app/deferred_ops.h"
-#include "app/exit_codes.h"
-#include "app/product.h"
-#include "app/settings.h"
+#include "product/exit_codes.h"
+#include "product/product.h"
+#include "product/settings.h"
 #include "res/resource.h"
 #include "sys/action_log.h"
+#include "sys/deferred_ops.h"
 #include "sys/platform.h"
 #include "sys/process.h"
 #include "sys/safe_load.h"

@@ -1,11 +1,11 @@
 #include "app/setup_app.h"
 
-#include "app/exit_codes.h"
 #include "app/removal_worker.h"
-#include "app/settings.h"
 #include "app/startup.h"
 #include "instances/instance_manager.h"
 #include "instances/running_copies.h"
+#include "product/exit_codes.h"
+#include "product/settings.h"
 #include "sys/action_log.h"
 #include "res/resource.h"
 #include "ui/message_box.h"

@@ -27,7 +27,7 @@ class CSetupApp : public CWinApp {
   // TRUE after the setup role's "aborted" message; FALSE after the
   // uninstaller handed over to the worker (when that failed) or the user
   // declined; otherwise the install-mode entry's value. The removal worker
-  // never returns. The exit code is set on every path (app/exit_codes.h).
+  // never returns. The exit code is set on every path (product/exit_codes.h).
   BOOL InitInstance() override;
 
   // Caption of the boxes shown here (string 2), loaded by InitInstance.

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "app/settings.h"
+#include "product/settings.h"
 
 // What the option scan of the whole command line finds.
 struct StartupOptions {

@@ -27,7 +27,8 @@ set_tests_properties(wineprefix_setup PROPERTIES FIXTURES_SETUP wineprefix
                      ENVIRONMENT "${QM_WINE_ENV}")
 
 # qm_add_gtest(<name> SOURCES <files...> [X64_ONLY] [LIBS <libs...>] [DEPENDS <targets...>])
-# One test program; CTest runs it under Wine. Tests of one tree share the
+# One test program, linked with the libraries under test (LIBS); CTest runs it
+# under Wine. Tests of one tree share the
 # prefix and run one at a time (RESOURCE_LOCK), because many of them change
 # fixed registry keys and shell folders.
 function(qm_add_gtest name)
@@ -37,7 +38,7 @@ function(qm_add_gtest name)
   endif()
   add_executable(${name} ${T_SOURCES} $<TARGET_OBJECTS:qmres>
                  ${CMAKE_SOURCE_DIR}/tests/support/test_main.cpp)
-  target_link_libraries(${name} PRIVATE qmcore qmtestsupport gtest ${T_LIBS})
+  target_link_libraries(${name} PRIVATE qmtestsupport gtest ${T_LIBS})
   target_link_options(${name} PRIVATE ${QM_LINK_FLAGS})
   if(T_DEPENDS)
     add_dependencies(${name} ${T_DEPENDS})

@@ -5,10 +5,10 @@
 
 #include <cwchar>
 
-#include "app/deferred_ops.h"
-#include "app/settings.h"
 #include "installlog/install_log.h"
+#include "product/settings.h"
 #include "sys/action_log.h"
+#include "sys/deferred_ops.h"
 #include "sys/handles.h"
 #include "sys/safe_load.h"
 

@@ -1,12 +1,12 @@
 #include "install/install_run.h"
 
-#include "app/product.h"
-#include "app/settings.h"
 #include "install/file_install.h"
 #include "install/registration.h"
 #include "install/shortcuts.h"
 #include "installlog/install_log.h"
-#include "uninstall/uninstall.h"
+#include "installlog/journal_passes.h"
+#include "product/product.h"
+#include "product/settings.h"
 
 namespace {
 

@@ -5,13 +5,13 @@
 #include <string_view>
 #include <vector>
 
-#include "app/deferred_ops.h"
-#include "app/product.h"
-#include "app/settings.h"
 #include "install/file_install.h"
+#include "product/product.h"
+#include "product/settings.h"
 #include "res/resource.h"
 #include "sys/handles.h"
 #include "sys/platform.h"
+#include "sys/process.h"
 #include "sys/registry.h"
 #include "sys/safe_load.h"
 #include "ui/strings.h"

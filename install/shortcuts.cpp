@@ -5,9 +5,9 @@
 #include <shlobj.h>
 #include <shobjidl.h>
 
-#include "app/product.h"
-#include "app/settings.h"
 #include "installlog/install_log.h"
+#include "product/product.h"
+#include "product/settings.h"
 #include "res/resource.h"
 #include "sys/action_log.h"
 #include "sys/handles.h"

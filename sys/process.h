@@ -16,5 +16,12 @@
 UniqueHandle StartProcess(const std::wstring& application, const std::wstring& commandLine,
                           const wchar_t* workingFolder);
 
+// Starts application (a full path: nothing is searched for) with commandLine
+// (at most 519 characters are passed on) in workingFolder (installDir when
+// null); waits up to timeoutMs (0: no wait). Non-zero when the process was
+// started.
+BOOL RunAndWait(const wchar_t* application, const wchar_t* commandLine, const wchar_t* workingFolder,
+                DWORD timeoutMs);
+
 // True for "X:\..." and "\\server\..." paths.
 bool IsAbsolutePath(const std::wstring& path);

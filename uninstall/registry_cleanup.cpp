@@ -6,7 +6,7 @@
 #include <cwchar>
 #include <string>
 
-#include "app/product.h"
+#include "product/product.h"
 #include "sys/action_log.h"
 #include "sys/platform.h"
 #include "sys/registry.h"

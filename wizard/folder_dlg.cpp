@@ -2,8 +2,8 @@
 
 #include <shlobj.h>
 
-#include "app/product.h"
-#include "app/settings.h"
+#include "product/product.h"
+#include "product/settings.h"
 #include "res/resource.h"
 #include "sys/handles.h"
 #include "ui/message_box.h"

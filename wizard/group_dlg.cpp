@@ -4,7 +4,7 @@
 
 #include <cwctype>
 
-#include "app/settings.h"
+#include "product/settings.h"
 #include "res/resource.h"
 #include "sys/platform.h"
 #include "ui/message_box.h"

@@ -1,9 +1,9 @@
 #include "wizard/install_mode.h"
 
-#include "app/exit_codes.h"
-#include "app/product.h"
 #include "install/install_run.h"
 #include "install/registration.h"
+#include "product/exit_codes.h"
+#include "product/product.h"
 #include "sys/action_log.h"
 #include "sys/process.h"
 #include "sys/privileges.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "app/settings.h"
+#include "product/settings.h"
 
 // argv[0] is the program. Returns 0 after a completed run or a declined
 // version prompt, 1 when the wizard was cancelled. A damaged package ends the

@@ -4,10 +4,10 @@
 #include <shellapi.h>
 #include <shlobj.h>
 
-#include "app/product.h"
 #include "installlog/install_log.h"
+#include "product/product.h"
 #include "res/resource.h"
-#include "app/exit_codes.h"
+#include "product/exit_codes.h"
 #include "sys/action_log.h"
 #include "sys/handles.h"
 #include "sys/platform.h"

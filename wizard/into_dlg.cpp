@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-#include "app/settings.h"
+#include "product/settings.h"
 #include "res/resource.h"
 #include "ui/strings.h"
 

@@ -3,9 +3,9 @@
 #include <new>
 #include <utility>
 
-#include "app/product.h"
-#include "app/settings.h"
 #include "install/install_run.h"
+#include "product/product.h"
+#include "product/settings.h"
 #include "res/resource.h"
 #include "ui/app.h"
 #include "ui/message_box.h"

@@ -2,7 +2,7 @@
 #pragma once
 #include <string>
 
-#include "app/settings.h"
+#include "product/settings.h"
 
 // major.minor from the most significant file-version double word,
 // release.build from the least significant one; all 0 when the file has no

@@ -4,8 +4,9 @@
 #include <chrono>
 #include <string>
 
-#include "app/deferred_ops.h"
-#include "app/settings.h"
+#include "product/settings.h"
+#include "sys/deferred_ops.h"
+#include "sys/process.h"
 #include "tests/app/app_test_util.h"
 #include "tests/support/test_support.h"
 

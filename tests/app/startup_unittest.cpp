@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "app/exit_codes.h"
-#include "app/settings.h"
 #include "app/setup_app.h"
 #include "app/startup.h"
 #include "instances/instance_manager.h"
+#include "product/exit_codes.h"
+#include "product/settings.h"
 #include "res/resource.h"
 #include "tests/support/test_support.h"
 #include "ui/strings.h"

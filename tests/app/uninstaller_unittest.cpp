@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "app/product.h"
 #include "instances/instance_manager.h"
+#include "product/product.h"
 #include "res/resource.h"
 #include "sys/handles.h"
 #include "tests/app/app_test_util.h"

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "app/settings.h"
 #include "install/file_install.h"
+#include "product/settings.h"
 #include "tests/install/install_test_util.h"
 #include "tests/support/test_support.h"
 

@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "app/product.h"
-#include "app/settings.h"
 #include "install/install_run.h"
 #include "install/registration.h"
 #include "install/shortcuts.h"
+#include "product/product.h"
+#include "product/settings.h"
 #include "sys/platform.h"
 #include "sys/registry.h"
 #include "tests/install/install_test_util.h"

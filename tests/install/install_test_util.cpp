@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <sstream>
 
-#include "app/product.h"
 #include "install/registration.h"
+#include "product/product.h"
 #include "tests/support/test_support.h"
 
 namespace qmtest {

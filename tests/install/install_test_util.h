@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "app/settings.h"
+#include "product/settings.h"
 #include "sys/platform.h"
 #include "sys/handles.h"
 

@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "app/product.h"
+#include "product/product.h"
 #include "res/resource.h"
 #include "sys/handles.h"
 #include "tests/support/test_support.h"

@@ -7,8 +7,9 @@
 #include <set>
 #include <string>
 
-#include "app/product.h"
 #include "installlog/install_log.h"
+#include "installlog/journal_passes.h"
+#include "product/product.h"
 #include "sys/handles.h"
 #include "sys/registry.h"
 #include "tests/install/install_test_util.h"

@@ -11,7 +11,7 @@
 #include <functional>
 #include <string>
 
-#include "app/settings.h"
+#include "product/settings.h"
 #include "res/resource.h"
 #include "tests/support/test_support.h"
 #include "wizard/setup_dlg.h"

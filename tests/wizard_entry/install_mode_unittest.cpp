@@ -7,8 +7,8 @@
 
 #include <utility>
 
-#include "app/product.h"
 #include "install/registration.h"
+#include "product/product.h"
 #include "sys/handles.h"
 #include "sys/platform.h"
 #include "sys/privileges.h"

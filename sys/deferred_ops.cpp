@@ -1,16 +1,15 @@
-#include "app/deferred_ops.h"
+#include "sys/deferred_ops.h"
 
 #include <cstdlib>
 #include <cwchar>
+#include <string>
 #include <vector>
 
-#include "app/settings.h"
+#include "product/settings.h"
 #include "sys/action_log.h"
-#include "sys/process.h"
 
 namespace {
 constexpr size_t kSectionChars = 16384;  // 32768 bytes
-constexpr size_t kCommandChars = 520;
 }  // namespace
 
 BOOL AppendWininitDeletion(const wchar_t* path) {
@@ -44,22 +43,4 @@ BOOL ReplaceAtReboot(const wchar_t* source, const wchar_t* target) {
                        std::wstring(L"schedule deletion at restart: ") + source + L" (WININIT.INI)");
   installSettings.restartNeeded = result ? 1 : 0;
   return result;
-}
-
-BOOL RunAndWait(const wchar_t* application, const wchar_t* commandLine, const wchar_t* workingFolder,
-                DWORD timeoutMs) {
-  // The command line always went through a 520-character buffer.
-  std::wstring text(commandLine);
-  if (text.size() > kCommandChars - 1) text.resize(kCommandChars - 1);
-  if (!workingFolder)
-    workingFolder = installSettings.installDir.empty() ? nullptr : installSettings.installDir.c_str();
-  UniqueHandle process = StartProcess(application, text, workingFolder);
-  if (!process) return 0;
-  if (timeoutMs != 0) {
-    DWORD code = STILL_ACTIVE;
-    if (::WaitForSingleObject(process.get(), timeoutMs) == WAIT_OBJECT_0) ::GetExitCodeProcess(process.get(), &code);
-    LogAction(std::wstring(application) + (code == STILL_ACTIVE ? L": still running after " + std::to_wstring(timeoutMs) + L" ms, left running"
-                                                                : L": ended with exit code " + std::to_wstring(code)));
-  }
-  return TRUE;
 }

@@ -1,0 +1,91 @@
+#include "installlog/journal_passes.h"
+
+#include <windows.h>
+
+#include <string_view>
+
+#include "installlog/install_log.h"
+#include "sys/action_log.h"
+#include "sys/deferred_ops.h"
+#include "sys/handles.h"
+
+namespace {
+
+constexpr const wchar_t* kRemovedFileKinds[] = {kFileCopy,      kFileCopyX64, kFileCopyInd,
+                                                kFileCopyPrt,   kFileOverwrite, kFileDel};
+
+// folder plus a backslash unless it is empty or already ends in one.
+std::wstring FolderPrefix(const std::wstring& folder) {
+  if (folder.empty() || folder.back() == L'\\' || folder.back() == L'/') return folder;
+  return folder + L'\\';
+}
+
+void RemoveFolderAndEmptyParents(std::wstring folder) {
+  while (LoggedRemoveDirectory(folder)) folder = ParentFolder(folder);
+}
+
+void RemoveFileEntries(LogReader& reader, const std::wstring& installFolder, const wchar_t* onlyPrefix) {
+  std::wstring line, argument;
+  while (reader.Next(line)) {
+    for (const wchar_t* prefix : kRemovedFileKinds) {
+      if (onlyPrefix && std::wstring_view(prefix) != onlyPrefix) continue;
+      if (!EntryArgument(line, prefix, argument)) continue;
+      std::wstring base = prefix == kFileCopyPrt ? ParentFolder(installFolder) : installFolder;
+      DeleteMatchingFiles(base, SplitRenaming(CutComment(argument)).target);
+    }
+  }
+}
+
+void RemoveMadeFolders(LogReader& reader, const std::wstring& installFolder) {
+  std::wstring line, argument;
+  while (reader.Next(line)) {
+    if (!EntryArgument(line, kMakeDir, argument)) continue;
+    std::wstring folder = installFolder + L'\\' + argument;
+    if (!LoggedRemoveDirectory(folder)) DeleteAtReboot(folder.c_str());
+  }
+}
+
+}  // namespace
+
+int DeleteMatchingFiles(const std::wstring& folder, const std::wstring& pattern) {
+  std::wstring base = FolderPrefix(folder);
+  size_t lastSlash = pattern.rfind(L'\\');
+  if (lastSlash != std::wstring::npos) base += pattern.substr(0, lastSlash + 1);
+  WIN32_FIND_DATAW found;
+  UniqueFindHandle search(::FindFirstFileW((FolderPrefix(folder) + pattern).c_str(), &found));
+  if (!search) return 0;
+  int deleted = 0;
+  do {
+    std::wstring_view name(found.cFileName);
+    if (name == L"." || name == L"..") continue;
+    std::wstring path = base + found.cFileName;
+    // Only a file that is read-only or hidden needs the extra call.
+    const DWORD cleared = found.dwFileAttributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
+    if (cleared != found.dwFileAttributes) ::SetFileAttributesW(path.c_str(), cleared);
+    if (LoggedDeleteFile(path))
+      ++deleted;
+    else
+      DeleteAtReboot(path.c_str());
+  } while (::FindNextFileW(search.get(), &found));
+  return deleted;
+}
+
+void RemoveLoggedLinks(const std::wstring& logPath) {
+  LogReader reader(logPath);
+  if (!reader.IsOpen()) return;
+  std::wstring line, argument;
+  while (reader.Next(line))
+    if (EntryArgument(line, kShellLink, argument)) LoggedDeleteFile(argument);
+  reader.Rewind();
+  while (reader.Next(line))
+    if (EntryArgument(line, kMadeDir, argument)) RemoveFolderAndEmptyParents(argument);
+}
+
+void RemoveLoggedFiles(const std::wstring& logPath, const std::wstring& installFolder,
+                       const wchar_t* onlyPrefix) {
+  LogReader reader(logPath);
+  if (!reader.IsOpen()) return;
+  RemoveFileEntries(reader, installFolder, onlyPrefix);
+  reader.Rewind();
+  RemoveMadeFolders(reader, installFolder);
+}
