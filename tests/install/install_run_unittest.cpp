@@ -127,8 +127,10 @@ TEST_F(InstallRunTest, RegistrationWritesEveryValueWithItsType) {
   const std::wstring dir = installDir_, exe = dir + L"\\Qmkview8.exe", open = L"=\"" + exe + L"\" \"%1\";";
   EXPECT_EQ(Dump(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Lanternfold\\Quillmark 8"), L"AllUsers=B;Path=" + dir + L";");
   EXPECT_EQ(Dump(HKEY_LOCAL_MACHINE, kWindows + std::wstring(L"Uninstall\\Quillmark 8")),
-            L"Contact=Support;DisplayName=Quillmark 8;DisplayVersion=12.34.05;InstallLocation=" + dir +
-                L";MajorVersion=#12;MinorVersion=#34;Publisher=Lanternfold Technology LLC;URLInfoAbout=" +
+            L"Contact=Support;DisplayIcon=" + exe + L";DisplayName=Quillmark 8;DisplayVersion=12.34.05;" +
+                L"EstimatedSize=#0;InstallDate=" + TodayAsYyyymmdd() + L";InstallLocation=" + dir +
+                L";MajorVersion=#12;MinorVersion=#34;NoModify=#1;NoRepair=#1;Publisher=Lanternfold Technology LLC;" +
+                L"QuietUninstallString=\"" + dir + L"\\QmkUnInst.exe\";URLInfoAbout=" +
                 kMakerHomePage + L";UninstallString=" + dir + L"\\QmkUnInst.exe;VersionMajor=12;VersionMinor=34;");
   EXPECT_EQ(Dump(HKEY_LOCAL_MACHINE, kWindows + std::wstring(L"App Paths\\Qmkview8.exe")),
             L"=" + exe + L";Path=" + dir + L";");

@@ -74,16 +74,19 @@ TEST(StringTableTest, TextsAreExact) {
   }
 }
 
-// The wizard picture is a 24-bit bitmap sized for the frame's picture control,
+// The wizard picture is an 8-bit palette bitmap sized for the frame's picture control,
 // not a blank one; the setup icon comes in 16, 32 and 48 pixels with an alpha channel.
 TEST(ArtTest, WizardBitmapAndSetupIcon) {
   const auto* bitmap = static_cast<const BITMAPINFOHEADER*>(ResourceData(IDB_WIZARD, RT_BITMAP));
   ASSERT_NE(nullptr, bitmap);
   EXPECT_EQ(192, bitmap->biWidth);
   EXPECT_EQ(396, bitmap->biHeight);  // bottom-up rows
-  EXPECT_EQ(24, bitmap->biBitCount);
-  const BYTE* bits = reinterpret_cast<const BYTE*>(bitmap) + bitmap->biSize;
-  EXPECT_NE(0, memcmp(bits, bits + ((192 * 3 + 3) & ~3) * 395, 3));  // the gradient runs downwards
+  EXPECT_EQ(8, bitmap->biBitCount);
+  const DWORD colours = bitmap->biClrUsed ? bitmap->biClrUsed : 256;
+  const auto* palette = reinterpret_cast<const RGBQUAD*>(reinterpret_cast<const BYTE*>(bitmap) + bitmap->biSize);
+  const BYTE* bits = reinterpret_cast<const BYTE*>(palette + colours);
+  const RGBQUAD bottom = palette[bits[0]], top = palette[bits[192 * 395]];
+  EXPECT_NE(0, memcmp(&bottom, &top, 3));  // the gradient runs downwards
 
 #pragma pack(push, 2)
   struct Entry { BYTE width, height, colours, reserved; WORD planes, bitCount; DWORD bytes; WORD id; };
