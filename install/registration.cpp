@@ -77,8 +77,8 @@ bool RegisterThumbnailExtension() {
 
 void ImportSettings() {
   if (installSettings.sfxFolder.empty()) return;
-  InstallOneFile(L"Qmkview8.ini", installSettings.sfxFolder, installSettings.installDir, nullptr);
-  InstallOneFile(L"Qmkview8.reg", installSettings.sfxFolder, installSettings.installDir, nullptr);
+  InstallOneFile(kSideSettingsIni, installSettings.sfxFolder, installSettings.installDir, nullptr);
+  InstallOneFile(kSideSettingsReg, installSettings.sfxFolder, installSettings.installDir, nullptr);
 }
 
 bool StartProductRegistration() {

@@ -1,5 +1,5 @@
 // The program group and the shortcuts to the product, each journalled in the
-// installation's "QmkUnInst.log".
+// installation's journal.
 #pragma once
 #include <windows.h>
 #include <string>

@@ -21,11 +21,8 @@ constexpr std::array<const wchar_t*, 14> kImageExtensions = {
     L".bmp", L".dib", L".gif", L".jpg", L".jpeg", L".tif", L".tiff",
     L".png", L".cmp", L".tga", L".wpg", L".jp2", L".j2k", L".dqm"};
 
-constexpr wchar_t kProductApplication[] = L"Applications\\Qmkview8.exe";
-constexpr wchar_t kSavedHandler[] = L"QmkviewOld";
 constexpr wchar_t kUserChoice[] = L"UserChoice";
 constexpr wchar_t kNativeMessagingHosts[] = L"SOFTWARE\\Mozilla\\NativeMessagingHosts";
-constexpr wchar_t kNativeMessagingHost[] = L"qmrkff";
 
 std::wstring Format(const wchar_t* format, const wchar_t* a, const wchar_t* b = nullptr) {
   wchar_t buffer[kKeyNameChars] = {};
@@ -104,7 +101,7 @@ void SurveyAssociation(HKEY extension, const wchar_t* handlerName, Association& 
     if (Contains(handler, kProductExe)) {
       association.product = true;
       std::wstring previous;
-      if (ReadHandler(extension, kSavedHandler, previous)) association.saved = previous;
+      if (ReadHandler(extension, kSavedHandlerValue, previous)) association.saved = previous;
     } else {
       association.saved = handler;
     }
@@ -112,7 +109,7 @@ void SurveyAssociation(HKEY extension, const wchar_t* handlerName, Association& 
   }
   CKey choice;
   if (choice.Open(extension, kUserChoice, KEY_READ) == ERROR_SUCCESS &&
-      ReadHandler(choice.get(), L"Progid", handler) && Contains(handler, kProductApplication))
+      ReadHandler(choice.get(), L"Progid", handler) && Contains(handler, kApplicationsTarget))
     association.product = true;
 }
 
@@ -133,7 +130,7 @@ bool RestoreAssociation(HKEY extension, const wchar_t* handlerName, const Associ
     ::RegDeleteKeyW(extension, kUserChoice);
     changed = true;
   }
-  ::RegDeleteValueW(extension, kSavedHandler);
+  ::RegDeleteValueW(extension, kSavedHandlerValue);
   return changed;
 }
 
@@ -175,7 +172,7 @@ void RemoveRegistryEntries(const wchar_t* maker, const wchar_t* productKey, cons
   DeleteKeyTree(HKEY_LOCAL_MACHINE, application.c_str());
   RemoveFromEveryProfile(product, makerKey, application);
 
-  DeleteKeyTree(HKEY_CLASSES_ROOT, L"QM8.Document");
+  DeleteKeyTree(HKEY_CLASSES_ROOT, kOldDocumentProgId);
   DeleteKeyTree(HKEY_CLASSES_ROOT, kProgId);
 
   CKey uninstall;

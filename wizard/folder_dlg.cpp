@@ -2,6 +2,9 @@
 
 #include <shlobj.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "product/product.h"
 #include "product/settings.h"
 #include "res/resource.h"
@@ -127,7 +130,8 @@ void CFolderDlg::Browse() {
 void CFolderDlg::ApplyChosenFolder(std::wstring path) {
   // A folder just made in the browser and left empty does not survive.
   ::RemoveDirectoryW(path.c_str());
-  if (PathExists(JoinPath(path, L"Qmkview5.exe")) || PathExists(JoinPath(path, L"Qmkview6.exe"))) {
+  if (std::any_of(std::begin(kOlderGenerationExes), std::end(kOlderGenerationExes),
+                  [&](const wchar_t* exe) { return PathExists(JoinPath(path, exe)); })) {
     AppMessageBox(IDS_OLDER_GENERATION, MB_OK | MB_ICONEXCLAMATION);
     return;
   }

@@ -14,7 +14,7 @@ class CFolderDlg : public CDialog {
   // stores the install type and destroys the page.
   BOOL DestroyWindow() override;
   // What Browse does with the folder the user picked: refuses a folder of an
-  // older generation (string 14), else appends "Quillmark 8" where the folder
+  // older generation (string 14), else appends the product name where the folder
   // is not fit as it stands and makes the result installDir.
   void ApplyChosenFolder(std::wstring path);
 

@@ -237,8 +237,8 @@ void CSetupDlg::RunInstallStep() {
         FormatStr(LoadStr(IDS_PORTABLE_RUN_HINT).c_str(), ParentOfInstallDir().c_str()));
   }
   const VersionQuad& version = installSettings.newVersion;
-  std::wstring versioned = FormatStr(L"Quillmark 8.%02d.%02d", static_cast<int>(version.minor),
-                                     static_cast<int>(version.release));
+  std::wstring versioned = FormatStr((std::wstring(kProductName) + L".%02d.%02d").c_str(),
+                                     static_cast<int>(version.minor), static_cast<int>(version.release));
   item(IDC_READY).SetText(ReplaceAll(LoadStr(IDS_INSTALLED_OK), kProductName, versioned));
   item(IDC_READY_HINT).SetText(LoadStr(installSettings.restartNeeded == 1 ? IDS_RESTART_NEEDED
                                                                           : IDS_PRESS_FINISH));
