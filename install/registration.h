@@ -7,11 +7,6 @@
 
 inline constexpr wchar_t kRegisteredApplicationsKey[] = L"SOFTWARE\\RegisteredApplications";
 
-// The image types the product offers to open, its own document type last.
-inline constexpr const wchar_t* kImageExtensions[] = {
-    L".bmp", L".dib", L".gif", L".jpg",  L".jpeg", L".tif", L".tiff",
-    L".png", L".cmp", L".tga", L".wpg",  L".jp2",  L".j2k", L".dqm"};
-
 // The product executable in installDir, between double quotes, then " \"%1\"".
 std::wstring OpenCommand();
 // What the file associations point to: the programmatic identifier on Windows 8

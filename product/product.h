@@ -56,6 +56,12 @@ inline constexpr wchar_t kSavedHandlerValue[] = L"QmkviewOld";
 // The product's native-messaging host for the browser.
 inline constexpr wchar_t kNativeMessagingHost[] = L"qmrkff";
 
+// The image types the product offers to open (and hands back on removal), its
+// own document type last.
+inline constexpr const wchar_t* kImageExtensions[] = {
+    L".bmp", L".dib", L".gif", L".jpg",  L".jpeg", L".tif", L".tiff",
+    L".png", L".cmp", L".tga", L".wpg",  L".jp2",  L".j2k", L".dqm"};
+
 // Build-time setting (CMake QM_HOMEPAGE).
 #ifndef QM_HOMEPAGE_W
 #define QM_HOMEPAGE_W L"https://www.lanternfold.com/"

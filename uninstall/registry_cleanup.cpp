@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cwchar>
+#include <iterator>
 #include <string>
 
 #include "product/product.h"
@@ -16,10 +17,6 @@ namespace {
 
 constexpr DWORD kKeyNameChars = 512;
 constexpr DWORD kHandlerBytes = 1024;
-
-constexpr std::array<const wchar_t*, 14> kImageExtensions = {
-    L".bmp", L".dib", L".gif", L".jpg", L".jpeg", L".tif", L".tiff",
-    L".png", L".cmp", L".tga", L".wpg", L".jp2", L".j2k", L".dqm"};
 
 constexpr wchar_t kUserChoice[] = L"UserChoice";
 constexpr wchar_t kNativeMessagingHosts[] = L"SOFTWARE\\Mozilla\\NativeMessagingHosts";
@@ -80,7 +77,7 @@ struct Association {
   bool product = false;
   std::wstring saved;
 };
-using Associations = std::array<Association, kImageExtensions.size()>;
+using Associations = std::array<Association, std::size(kImageExtensions)>;
 
 // Where the handlers live: the per-user file-extension key with its
 // "Application" value, else the classes root with its default value.
@@ -202,7 +199,7 @@ void RestoreFileAssociations() {
   if (!OpenAssociationRoot(root, handlerName)) return;
 
   Associations associations;
-  for (size_t i = 0; i < kImageExtensions.size(); ++i) {
+  for (size_t i = 0; i < std::size(kImageExtensions); ++i) {
     associations[i] = Association();
     CKey extension;
     if (extension.Open(root.get(), kImageExtensions[i], KEY_ALL_ACCESS) == ERROR_SUCCESS)
@@ -210,7 +207,7 @@ void RestoreFileAssociations() {
   }
 
   bool changed = false;
-  for (size_t i = 0; i < kImageExtensions.size(); ++i) {
+  for (size_t i = 0; i < std::size(kImageExtensions); ++i) {
     CKey extension;
     if (extension.Open(root.get(), kImageExtensions[i], KEY_ALL_ACCESS) == ERROR_SUCCESS &&
         RestoreAssociation(extension.get(), handlerName, associations[i]))
