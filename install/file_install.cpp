@@ -1,6 +1,5 @@
 #include "install/file_install.h"
 
-#include <io.h>
 #include <windows.h>
 
 #include <cwchar>
@@ -9,11 +8,10 @@
 #include "product/settings.h"
 #include "sys/deferred_ops.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
 #include "sys/safe_load.h"
 
 namespace {
-
-bool Exists(const std::wstring& path) { return ::_waccess(path.c_str(), 0) == 0; }
 
 std::wstring ForwardToBackslashes(std::wstring path) {
   for (wchar_t& c : path)
@@ -103,7 +101,7 @@ int CopyMatchingFiles(const std::wstring& pattern, const std::wstring& sourceFol
   // A sub-folder in the pattern lands in the same sub-folder of the target.
   std::wstring target = ForwardToBackslashes(JoinFolder(ForwardToBackslashes(targetFolder)) + pattern);
   target.erase(target.rfind(L'\\') + 1);
-  if (::GetFileAttributesW(target.c_str()) == INVALID_FILE_ATTRIBUTES) CreateFolderChain(target);
+  if (!PathExists(target)) CreateFolderChain(target);
 
   std::wstring source = sourceFolder;
   if (pattern.find(L'\\') != std::wstring::npos) source = searchPath.substr(0, searchPath.rfind(L'\\'));
@@ -125,22 +123,22 @@ int InstallOneFile(const wchar_t* name, const std::wstring& sourceFolder,
   if (sameFolder && !targetName) return 1;
 
   const std::wstring src = source + name;
-  if (!Exists(src)) return 0;
+  if (!PathExists(src)) return 0;
   const std::wstring dst = target + (targetName ? targetName : name);
 
   if (sameFolder) {
-    if (!Exists(src)) return Exists(dst) ? 1 : 0;
-    if (Exists(dst) && !::DeleteFileW(dst.c_str())) return 1;
+    if (!PathExists(src)) return PathExists(dst) ? 1 : 0;
+    if (PathExists(dst) && !::DeleteFileW(dst.c_str())) return 1;
   }
 
-  if (Exists(dst)) {
+  if (PathExists(dst)) {
     DWORD attributes = ::GetFileAttributesW(dst.c_str());
     ::SetFileAttributesW(dst.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY |
                                                                       FILE_ATTRIBUTE_HIDDEN));
     if (!::DeleteFileW(dst.c_str())) {
       // In use: move it aside, or failing that replace it at the next restart.
       std::wstring old = dst + L".old";
-      if (Exists(old) && !::DeleteFileW(old.c_str())) {
+      if (PathExists(old) && !::DeleteFileW(old.c_str())) {
         DeleteAtReboot(old.c_str());
         old += L"2";
         ::DeleteFileW(old.c_str());

@@ -1,6 +1,5 @@
 #include "install/shortcuts.h"
 
-#include <io.h>
 #include <objbase.h>
 #include <shlobj.h>
 #include <shobjidl.h>
@@ -10,6 +9,7 @@
 #include "product/settings.h"
 #include "res/resource.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
 #include "sys/platform.h"
 #include "ui/message_box.h"
 #include "ui/strings.h"
@@ -60,7 +60,7 @@ void CreateProgramGroup(const std::wstring& programs, const std::wstring& pictur
   ::CreateDirectoryW(groupFolder.c_str(), nullptr);
   AppendLogLine(JournalPath(), kMadeDir + groupFolder);
 
-  if (::_waccess(groupFolder.c_str(), 0) != 0) return;
+  if (!PathExists(groupFolder)) return;
   groupFolder += L"\\";
   CreateShellLink(installSettings.installDir + L"\\" + kProductExe,
                   groupFolder + LoadStr(IDS_PRODUCT_NAME) + L".lnk", L"", SW_SHOWNORMAL, nullptr,

@@ -9,6 +9,7 @@
 #include "installlog/journal_passes.h"
 #include "product/product.h"
 #include "sys/deferred_ops.h"
+#include "sys/paths.h"
 #include "sys/platform.h"
 #include "sys/process.h"
 #include "sys/registry.h"
@@ -19,10 +20,6 @@ namespace {
 constexpr wchar_t kShellFoldersKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
 constexpr DWORD kShellFolderValueBytes = 1024;
 constexpr DWORD kProfileNameChars = 512;
-
-bool PathExists(const std::wstring& path) {
-  return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
 
 void RemoveProgramGroup(const std::wstring& programsFolder) {
   std::wstring group = programsFolder + L'\\' + kProductName + L'\\';

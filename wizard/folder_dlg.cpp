@@ -9,6 +9,7 @@
 #include "product/settings.h"
 #include "res/resource.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
 #include "ui/message_box.h"
 #include "ui/strings.h"
 
@@ -23,10 +24,6 @@ bool portableFolderChosen = false;
 std::wstring JoinPath(const std::wstring& folder, const std::wstring& name) {
   if (!folder.empty() && (folder.back() == L'\\' || folder.back() == L'/')) return folder + name;
   return folder + L"\\" + name;
-}
-
-bool PathExists(const std::wstring& path) {
-  return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 bool FolderHasEntries(const std::wstring& folder) {

@@ -8,6 +8,7 @@
 #include "product/product.h"
 #include "res/resource.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
 #include "sys/platform.h"
 #include "sys/registry.h"
 #include "ui/app.h"
@@ -39,10 +40,6 @@ bool EndsWith(const std::wstring& text, wchar_t c) { return !text.empty() && tex
 
 std::wstring ProductExeIn(const std::wstring& folder) {
   return folder + L"\\" + kProductExe;
-}
-
-bool FileExists(const std::wstring& path) {
-  return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
 // A write test of folder: creates a temporary file and removes it again.
@@ -159,8 +156,8 @@ std::wstring RecoverGroupName(const std::wstring& installDir, int installType,
 
 int DetectAutoStart(const std::wstring& commonStartup, const std::wstring& userStartup) {
   if (commonStartup.size() > 4) ProbeFolderWithTempFile(commonStartup);
-  if (commonStartup.size() > 4 && FileExists(StartupLinkIn(commonStartup))) return 1;
-  if (userStartup.size() >= 5 && FileExists(StartupLinkIn(userStartup))) return 1;
+  if (commonStartup.size() > 4 && PathExists(StartupLinkIn(commonStartup))) return 1;
+  if (userStartup.size() >= 5 && PathExists(StartupLinkIn(userStartup))) return 1;
   return 0;
 }
 
@@ -177,7 +174,7 @@ bool AdoptExistingInstallation(InstallSettings& settings) {
 
 bool PackageIsDamaged(const InstallSettings& settings) {
   return settings.newVersion.major == 0 ||
-         !FileExists(settings.sourceDir + L"\\" + kJournalName);
+         !PathExists(settings.sourceDir + L"\\" + kJournalName);
 }
 
 void SetupDamagedAbort() {

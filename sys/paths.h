@@ -1,0 +1,8 @@
+// Paths: whether one exists, how a folder and a name are joined, and the
+// lower-casing by which paths and names are compared.
+#pragma once
+#include <string>
+
+// True when path names an existing file or folder (its attributes can be
+// read); false for an empty path.
+bool PathExists(const std::wstring& path);
