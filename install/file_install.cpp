@@ -63,12 +63,6 @@ void CreateFolderChain(const std::wstring& folder) {
 
 }  // namespace
 
-std::wstring JoinFolder(const std::wstring& folder) {
-  if (folder.empty()) return L"\\";
-  wchar_t last = folder.back();
-  return (last == L'\\' || last == L'/') ? folder : folder + L"\\";
-}
-
 void RunInstallScript(const std::wstring& scriptPath) {
   const BOOL wow64 = RunningUnderWow64();
   LogReader script(scriptPath);
@@ -86,7 +80,7 @@ void RunInstallScript(const std::wstring& scriptPath) {
     } else if (EntryArgument(line, kFileCopyInd, argument)) {
       if (portable || !SystemHasLibrary(argument)) CopyEntry(argument, installDir);
     } else if (EntryArgument(line, kMakeDir, argument)) {
-      ::CreateDirectoryW((installDir + L"\\" + argument).c_str(), nullptr);
+      ::CreateDirectoryW(JoinPath(installDir, argument).c_str(), nullptr);
     }
   }
 }

@@ -6,6 +6,7 @@
 #include "product/product.h"
 #include "product/settings.h"
 #include "res/resource.h"
+#include "sys/paths.h"
 #include "sys/platform.h"
 #include "sys/process.h"
 #include "sys/registry.h"
@@ -21,7 +22,7 @@ void DropTrailingBackslash(std::wstring& path) {
 }  // namespace
 
 std::wstring OpenCommand() {
-  return L"\"" + installSettings.installDir + L"\\" + kProductExe + L"\" \"%1\"";
+  return L"\"" + JoinPath(installSettings.installDir, kProductExe) + L"\" \"%1\"";
 }
 
 std::wstring AssociationTarget() {
@@ -33,8 +34,8 @@ void WriteRegistryEntries() {
   const VersionQuad& v = s.newVersion;
   const std::wstring openCommand = OpenCommand();
   const std::wstring target = AssociationTarget();
-  const std::wstring productPath = s.installDir + L"\\" + kProductExe;
-  const std::wstring uninstallerPath = s.installDir + L"\\" + kUninstallerExe;
+  const std::wstring productPath = JoinPath(s.installDir, kProductExe);
+  const std::wstring uninstallerPath = JoinPath(s.installDir, kUninstallerExe);
 
   WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", s.installType == 1 ? L"B" : L"A");
   WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"Path", s.installDir.c_str());
@@ -62,7 +63,7 @@ void WriteRegistryEntries() {
 
 std::wstring ThumbnailExtensionPath() {
   const bool beforeVista = windowsVersion.dwMajorVersion < 6;
-  const std::wstring folder = installSettings.installDir + L"\\";
+  const std::wstring folder = JoinFolder(installSettings.installDir);
   if (IsWow64()) return beforeVista ? std::wstring() : folder + kThumbDll64;
   return folder + (beforeVista ? kThumbDllXP32 : kThumbDll32);
 }
@@ -82,7 +83,7 @@ void ImportSettings() {
 }
 
 bool StartProductRegistration() {
-  const std::wstring product = installSettings.installDir + L"\\" + kProductExe;
+  const std::wstring product = JoinPath(installSettings.installDir, kProductExe);
   const std::wstring commandLine = L"\"" + product + L"\" -regonly";
   return RunAndWait(product.c_str(), commandLine.c_str(), installSettings.installDir.c_str(), 0) != FALSE;
 }

@@ -19,7 +19,7 @@ namespace {
 // COM stays initialised for the life of the process once a shortcut was asked for.
 bool comInitialized = false;
 
-std::wstring JournalPath() { return installSettings.installDir + L"\\" + kJournalName; }
+std::wstring JournalPath() { return JoinPath(installSettings.installDir, kJournalName); }
 
 std::wstring UnquotedTarget(const std::wstring& target) {
   std::wstring text = (!target.empty() && target.front() == L'"') ? target.substr(1) : target;
@@ -38,8 +38,8 @@ std::wstring TrimmedGroupName(std::wstring name) {
 }
 
 void CreateProductShortcut(const std::wstring& folder, const std::wstring& pictures) {
-  CreateShellLink(installSettings.installDir + L"\\" + kProductExe,
-                  folder + L"\\" + LoadStr(IDS_PRODUCT_NAME) + L".lnk", L"", SW_SHOWNORMAL, nullptr,
+  CreateShellLink(JoinPath(installSettings.installDir, kProductExe),
+                  JoinPath(folder, LoadStr(IDS_PRODUCT_NAME) + L".lnk"), L"", SW_SHOWNORMAL, nullptr,
                   pictures.c_str());
 }
 
@@ -55,18 +55,17 @@ std::wstring ProgramsFolder() {
 void CreateProgramGroup(const std::wstring& programs, const std::wstring& pictures) {
   const std::wstring group = TrimmedGroupName(installSettings.groupName);
   for (size_t slash = group.find(L'\\', 1); slash != std::wstring::npos; slash = group.find(L'\\', slash + 1))
-    ::CreateDirectoryW((programs + L"\\" + group.substr(0, slash)).c_str(), nullptr);
-  std::wstring groupFolder = programs + L"\\" + group;
+    ::CreateDirectoryW(JoinPath(programs, group.substr(0, slash)).c_str(), nullptr);
+  const std::wstring groupFolder = JoinPath(programs, group);
   ::CreateDirectoryW(groupFolder.c_str(), nullptr);
   AppendLogLine(JournalPath(), kMadeDir + groupFolder);
 
   if (!PathExists(groupFolder)) return;
-  groupFolder += L"\\";
-  CreateShellLink(installSettings.installDir + L"\\" + kProductExe,
-                  groupFolder + LoadStr(IDS_PRODUCT_NAME) + L".lnk", L"", SW_SHOWNORMAL, nullptr,
+  CreateShellLink(JoinPath(installSettings.installDir, kProductExe),
+                  JoinPath(groupFolder, LoadStr(IDS_PRODUCT_NAME) + L".lnk"), L"", SW_SHOWNORMAL, nullptr,
                   pictures.c_str());
-  CreateShellLink(installSettings.installDir + L"\\" + kHelpFile,
-                  groupFolder + LoadStr(IDS_HELP_SHORTCUT) + L".lnk", L"", SW_SHOWNORMAL, nullptr,
+  CreateShellLink(JoinPath(installSettings.installDir, kHelpFile),
+                  JoinPath(groupFolder, LoadStr(IDS_HELP_SHORTCUT) + L".lnk"), L"", SW_SHOWNORMAL, nullptr,
                   nullptr);
 }
 

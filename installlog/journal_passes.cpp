@@ -7,17 +7,15 @@
 #include "installlog/install_log.h"
 #include "sys/deferred_ops.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
 
 namespace {
 
 constexpr const wchar_t* kRemovedFileKinds[] = {kFileCopy,      kFileCopyX64, kFileCopyInd,
                                                 kFileCopyPrt,   kFileOverwrite, kFileDel};
 
-// folder plus a backslash unless it is empty or already ends in one.
-std::wstring FolderPrefix(const std::wstring& folder) {
-  if (folder.empty() || folder.back() == L'\\' || folder.back() == L'/') return folder;
-  return folder + L'\\';
-}
+// What names in folder begin with: an empty folder is the current one.
+std::wstring FolderPrefix(const std::wstring& folder) { return folder.empty() ? folder : JoinFolder(folder); }
 
 void RemoveFolderAndEmptyParents(std::wstring folder) {
   while (::RemoveDirectoryW(folder.c_str())) folder = ParentFolder(folder);
@@ -39,7 +37,7 @@ void RemoveMadeFolders(LogReader& reader, const std::wstring& installFolder) {
   std::wstring line, argument;
   while (reader.Next(line)) {
     if (!EntryArgument(line, kMakeDir, argument)) continue;
-    std::wstring folder = installFolder + L'\\' + argument;
+    std::wstring folder = JoinPath(installFolder, argument);
     if (!::RemoveDirectoryW(folder.c_str())) DeleteAtReboot(folder.c_str());
   }
 }

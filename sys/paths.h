@@ -6,3 +6,7 @@
 // True when path names an existing file or folder (its attributes can be
 // read); false for an empty path.
 bool PathExists(const std::wstring& path);
+// folder with a backslash appended unless it ends in '\' or '/'; "\" when empty.
+std::wstring JoinFolder(const std::wstring& folder);
+// name inside folder: JoinFolder(folder) + name.
+std::wstring JoinPath(const std::wstring& folder, const std::wstring& name);

@@ -22,19 +22,19 @@ constexpr DWORD kShellFolderValueBytes = 1024;
 constexpr DWORD kProfileNameChars = 512;
 
 void RemoveProgramGroup(const std::wstring& programsFolder) {
-  std::wstring group = programsFolder + L'\\' + kProductName + L'\\';
+  std::wstring group = JoinFolder(JoinPath(programsFolder, kProductName));
   DeleteMatchingFiles(group, L"*.*");
   ::RemoveDirectoryW(group.c_str());
 }
 
 std::wstring ShortcutIn(const std::wstring& folder) {
-  return folder + L'\\' + kProductName + L".lnk";
+  return JoinPath(folder, kProductName) + L".lnk";
 }
 
 void RemoveProductFolders(const std::wstring& installFolder) {
-  std::wstring x64 = installFolder + L"\\x64";
+  std::wstring x64 = JoinPath(installFolder, L"x64");
   if (!::RemoveDirectoryW(x64.c_str())) DeleteAtReboot(x64.c_str());
-  std::wstring x32 = installFolder + L"\\x32";
+  std::wstring x32 = JoinPath(installFolder, L"x32");
   if (!::RemoveDirectoryW(x32.c_str()) && PathExists(x32)) DeleteAtReboot(x32.c_str());
   // The x32 test is how the folder removal has always decided; kept as it is.
   if (!::RemoveDirectoryW(installFolder.c_str()) && PathExists(x32)) DeleteAtReboot(installFolder.c_str());

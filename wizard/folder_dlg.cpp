@@ -21,11 +21,6 @@ constexpr int kPortableType = 2;
 // that switching types back and forth keeps showing it.
 bool portableFolderChosen = false;
 
-std::wstring JoinPath(const std::wstring& folder, const std::wstring& name) {
-  if (!folder.empty() && (folder.back() == L'\\' || folder.back() == L'/')) return folder + name;
-  return folder + L"\\" + name;
-}
-
 bool FolderHasEntries(const std::wstring& folder) {
   WIN32_FIND_DATAW data;
   UniqueFindHandle find(::FindFirstFileW(JoinPath(folder, L"*").c_str(), &data));

@@ -4,6 +4,7 @@
 #include "install/registration.h"
 #include "product/exit_codes.h"
 #include "product/product.h"
+#include "sys/paths.h"
 #include "sys/process.h"
 #include "sys/privileges.h"
 #include "wizard/version_info.h"
@@ -19,7 +20,7 @@ void ChooseDestination(const std::vector<std::wstring>& argv, InstallSettings& s
   if (std::optional<std::wstring> folder = ParseInstallOptions(argv, settings))
     settings.installDir = *folder;
   if (settings.installDir.empty()) {
-    settings.installDir = DefaultBaseFolder() + L"\\" + kProductName;
+    settings.installDir = JoinPath(DefaultBaseFolder(), kProductName);
     settings.defaultDirUsed = 1;
   }
 }
@@ -41,7 +42,7 @@ void RunAfterSetup(const InstallSettings& settings) {
     return;
   }
   // The bare path, unquoted, is the command line the product always got.
-  const std::wstring product = settings.installDir + L"\\" + kProductExe;
+  const std::wstring product = JoinPath(settings.installDir, kProductExe);
   StartProcess(product, product, settings.installDir.c_str());
 }
 
@@ -52,7 +53,7 @@ int RunInstallModeEntry(const std::vector<std::wstring>& argv) {
   if (settings.defaultDirUsed == 0) {
     if (!AdoptExistingInstallation(settings)) return kExitOk;
   } else {
-    settings.newVersion = ReadFileVersion(settings.sourceDir + L"\\" + kProductExe);
+    settings.newVersion = ReadFileVersion(JoinPath(settings.sourceDir, kProductExe));
   }
   if (PackageIsDamaged(settings)) {
     SetupDamagedAbort();

@@ -24,7 +24,7 @@ namespace {
 
 // The shortcut the start-up folders hold when auto-start is on.
 std::wstring StartupLinkIn(const std::wstring& folder) {
-  return folder + L"\\" + kProductName + L".lnk";
+  return JoinPath(folder, kProductName) + L".lnk";
 }
 
 std::wstring Lower(std::wstring text) {
@@ -37,10 +37,6 @@ bool EqualsNoCase(const std::wstring& a, const wchar_t* b) {
 }
 
 bool EndsWith(const std::wstring& text, wchar_t c) { return !text.empty() && text.back() == c; }
-
-std::wstring ProductExeIn(const std::wstring& folder) {
-  return folder + L"\\" + kProductExe;
-}
 
 // A write test of folder: creates a temporary file and removes it again.
 // Nobody looks at its outcome.
@@ -121,8 +117,7 @@ std::wstring RecoverGroupFromLog(const std::wstring& logPath, std::wstring progr
                                  std::wstring startupFolder, std::wstring groupName) {
   LogReader log(logPath);
   if (!log.IsOpen()) return groupName;
-  if (!EndsWith(programsFolder, L'\\')) programsFolder += L'\\';
-  programsFolder = Lower(programsFolder);
+  programsFolder = Lower(JoinFolder(programsFolder));
   startupFolder = Lower(startupFolder);
   std::wstring line, linkPath;
   while (log.Next(line)) {
@@ -140,8 +135,8 @@ std::wstring RecoverGroupFromLog(const std::wstring& logPath, std::wstring progr
 
 std::wstring RecoverGroupName(const std::wstring& installDir, int installType,
                               const std::wstring& groupName) {
-  std::wstring logPath = installDir + L"\\" + kJournalName;
-  if (!LogReader(logPath).IsOpen()) logPath = installDir + L"\\" + kOldJournalName;
+  std::wstring logPath = JoinPath(installDir, kJournalName);
+  if (!LogReader(logPath).IsOpen()) logPath = JoinPath(installDir, kOldJournalName);
   if (!LogReader(logPath).IsOpen()) return groupName;
   std::wstring programs, startup;
   if (installType == 1) {
@@ -162,8 +157,8 @@ int DetectAutoStart(const std::wstring& commonStartup, const std::wstring& userS
 }
 
 bool AdoptExistingInstallation(InstallSettings& settings) {
-  VersionQuad installed = ReadFileVersion(ProductExeIn(settings.installDir));
-  settings.newVersion = ReadFileVersion(ProductExeIn(settings.sourceDir));
+  VersionQuad installed = ReadFileVersion(JoinPath(settings.installDir, kProductExe));
+  settings.newVersion = ReadFileVersion(JoinPath(settings.sourceDir, kProductExe));
   if (!ConfirmVersionChange(settings.installMode, installed, settings.newVersion)) return false;
   if (settings.installType < 2) settings.installType = ExistingInstallType();
   settings.groupName = RecoverGroupName(settings.installDir, settings.installType, settings.groupName);
@@ -174,7 +169,7 @@ bool AdoptExistingInstallation(InstallSettings& settings) {
 
 bool PackageIsDamaged(const InstallSettings& settings) {
   return settings.newVersion.major == 0 ||
-         !PathExists(settings.sourceDir + L"\\" + kJournalName);
+         !PathExists(JoinPath(settings.sourceDir, kJournalName));
 }
 
 void SetupDamagedAbort() {
