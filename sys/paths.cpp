@@ -13,3 +13,8 @@ std::wstring JoinFolder(const std::wstring& folder) {
 }
 
 std::wstring JoinPath(const std::wstring& folder, const std::wstring& name) { return JoinFolder(folder) + name; }
+
+std::wstring LowerCase(std::wstring text) {
+  if (!text.empty()) ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
+  return text;
+}

@@ -10,3 +10,6 @@ bool PathExists(const std::wstring& path);
 std::wstring JoinFolder(const std::wstring& folder);
 // name inside folder: JoinFolder(folder) + name.
 std::wstring JoinPath(const std::wstring& folder, const std::wstring& name);
+// text lower-cased by the system's rules (CharLowerBuffW), as paths and names
+// are compared.
+std::wstring LowerCase(std::wstring text);

@@ -27,11 +27,6 @@ std::wstring StartupLinkIn(const std::wstring& folder) {
   return JoinPath(folder, kProductName) + L".lnk";
 }
 
-std::wstring Lower(std::wstring text) {
-  if (!text.empty()) ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
-  return text;
-}
-
 bool EqualsNoCase(const std::wstring& a, const wchar_t* b) {
   return ::lstrcmpiW(a.c_str(), b) == 0;
 }
@@ -117,12 +112,12 @@ std::wstring RecoverGroupFromLog(const std::wstring& logPath, std::wstring progr
                                  std::wstring startupFolder, std::wstring groupName) {
   LogReader log(logPath);
   if (!log.IsOpen()) return groupName;
-  programsFolder = Lower(JoinFolder(programsFolder));
-  startupFolder = Lower(startupFolder);
+  programsFolder = LowerCase(JoinFolder(programsFolder));
+  startupFolder = LowerCase(startupFolder);
   std::wstring line, linkPath;
   while (log.Next(line)) {
     if (!EntryArgument(line, kShellLink, linkPath)) continue;
-    std::wstring lowered = Lower(linkPath);
+    std::wstring lowered = LowerCase(linkPath);
     if (lowered.rfind(programsFolder, 0) != 0) continue;
     if (lowered.find(startupFolder) != std::wstring::npos) continue;
     std::wstring rest = linkPath.substr(programsFolder.size());
