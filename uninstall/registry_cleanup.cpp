@@ -58,12 +58,7 @@ void RemoveVendorEntries(HKEY root, const std::wstring& productKey, const std::w
 
 void RemoveFromEveryProfile(const std::wstring& productKey, const std::wstring& makerKey,
                             const std::wstring& applicationKey) {
-  wchar_t name[kKeyNameChars] = {};
-  for (DWORD index = 0; ::RegEnumKeyW(HKEY_USERS, index, name, kKeyNameChars) == ERROR_SUCCESS; ++index) {
-    CKey profile;
-    if (profile.Open(HKEY_USERS, name, KEY_ALL_ACCESS) != ERROR_SUCCESS) continue;
-    RemoveVendorEntries(profile.get(), productKey, makerKey, applicationKey);
-  }
+  ForEachProfile([&](HKEY profile) { RemoveVendorEntries(profile, productKey, makerKey, applicationKey); });
 }
 
 void RemoveNativeMessagingHost(HKEY root) {

@@ -19,7 +19,6 @@ namespace {
 
 constexpr wchar_t kShellFoldersKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
 constexpr DWORD kShellFolderValueBytes = 1024;
-constexpr DWORD kProfileNameChars = 512;
 
 void RemoveProgramGroup(const std::wstring& programsFolder) {
   std::wstring group = JoinFolder(JoinPath(programsFolder, kProductName));
@@ -76,15 +75,6 @@ void RemoveProfileShortcuts(HKEY profile) {
   if (!programs.empty()) RemoveProgramGroup(programs);
 }
 
-void RemoveShortcutsOfEveryProfile() {
-  wchar_t name[kProfileNameChars] = {};
-  for (DWORD index = 0; ::RegEnumKeyW(HKEY_USERS, index, name, kProfileNameChars) == ERROR_SUCCESS; ++index) {
-    CKey profile;
-    if (profile.Open(HKEY_USERS, name, KEY_ALL_ACCESS) != ERROR_SUCCESS) continue;
-    RemoveProfileShortcuts(profile.get());
-  }
-}
-
 }  // namespace
 
 void UninstallProcedure(const std::wstring& installFolder) {
@@ -100,5 +90,5 @@ void UninstallProcedure(const std::wstring& installFolder) {
   ::SetCurrentDirectoryW(L"\\");
   RemoveProductFolders(installFolder);
   RemoveCommonShortcuts();
-  RemoveShortcutsOfEveryProfile();
+  ForEachProfile(RemoveProfileShortcuts);
 }
