@@ -9,6 +9,7 @@
 #include "sys/deferred_ops.h"
 #include "sys/handles.h"
 #include "sys/paths.h"
+#include "sys/platform.h"
 #include "sys/safe_load.h"
 
 namespace {
@@ -17,18 +18,6 @@ std::wstring ForwardToBackslashes(std::wstring path) {
   for (wchar_t& c : path)
     if (c == L'/') c = L'\\';
   return path;
-}
-
-// Older systems lack IsWow64Process, so it is looked up rather than imported.
-BOOL RunningUnderWow64() {
-  using IsWow64ProcessPtr = BOOL(WINAPI*)(HANDLE, PBOOL);
-  HMODULE kernel = ::GetModuleHandleW(L"kernel32");
-  if (!kernel) return FALSE;
-  auto isWow64Process = reinterpret_cast<IsWow64ProcessPtr>(
-      reinterpret_cast<void*>(::GetProcAddress(kernel, "IsWow64Process")));
-  BOOL wow64 = FALSE;
-  if (isWow64Process) isWow64Process(::GetCurrentProcess(), &wow64);
-  return wow64;
 }
 
 // True when the system already has the entry's DLL. Only the system folder is
@@ -64,7 +53,7 @@ void CreateFolderChain(const std::wstring& folder) {
 }  // namespace
 
 void RunInstallScript(const std::wstring& scriptPath) {
-  const BOOL wow64 = RunningUnderWow64();
+  const BOOL wow64 = IsWow64();
   LogReader script(scriptPath);
   if (!script.IsOpen()) return;
   const bool portable = installSettings.installType == 2;
