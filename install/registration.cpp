@@ -61,11 +61,13 @@ void WriteRegistryEntries() {
   WriteRegString(HKEY_CLASSES_ROOT, kApplicationOpenCommandKey, nullptr, openCommand.c_str());
 }
 
+std::wstring ThumbnailExtensionIn(const std::wstring& folder, BOOL wow64, BOOL vistaOrLater) {
+  if (wow64) return vistaOrLater ? folder + kThumbDll64 : std::wstring();
+  return folder + (vistaOrLater ? kThumbDll32 : kThumbDllXP32);
+}
+
 std::wstring ThumbnailExtensionPath() {
-  const bool beforeVista = windowsVersion.dwMajorVersion < 6;
-  const std::wstring folder = JoinFolder(installSettings.installDir);
-  if (IsWow64()) return beforeVista ? std::wstring() : folder + kThumbDll64;
-  return folder + (beforeVista ? kThumbDllXP32 : kThumbDll32);
+  return ThumbnailExtensionIn(JoinFolder(installSettings.installDir), IsWow64(), IsVistaOrLater());
 }
 
 bool RegisterThumbnailExtension() {

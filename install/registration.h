@@ -1,6 +1,8 @@
 // The product's registry entries, the thumbnail extension, the settings that
 // travel beside a package, and where an installation lies.
 #pragma once
+#include <windows.h>
+
 #include <string>
 
 #include "product/product.h"
@@ -19,6 +21,11 @@ void WriteRegistryEntries();
 // The thumbnail extension for this system inside installDir; empty when none
 // fits (64-bit systems before Vista).
 std::wstring ThumbnailExtensionPath();
+// Which thumbnail extension fits a system, inside folder (which ends in a
+// backslash): the x64 DLL on 64-bit Windows from version 6 on, none (empty)
+// on older 64-bit Windows, else the 32-bit DLL of the version's generation.
+// Registration and the removal worker both choose by it.
+std::wstring ThumbnailExtensionIn(const std::wstring& folder, BOOL wow64, BOOL vistaOrLater);
 // Starts "regsvr32.exe /s" on the extension without waiting. FALSE when no
 // extension fits or the start failed.
 bool RegisterThumbnailExtension();
