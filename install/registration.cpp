@@ -100,17 +100,3 @@ std::wstring ExistingInstallFolder() {
   DropTrailingBackslash(folder);
   return folder;
 }
-
-std::wstring DefaultBaseFolder() {
-  std::wstring folder = ReadRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion",
-                                      L"ProgramFilesDir");
-  if (folder.empty()) {
-    wchar_t windows[MAX_PATH] = {};
-    ::GetWindowsDirectoryW(windows, MAX_PATH);
-    folder = windows;
-    size_t root = folder.find(L'\\');
-    folder = (root == std::wstring::npos ? folder : folder.substr(0, root + 1)) + L"Program Files";
-  }
-  DropTrailingBackslash(folder);
-  return folder;
-}

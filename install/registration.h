@@ -39,6 +39,3 @@ bool StartProductRegistration();
 // The folder of an existing installation ("Path" of the vendor key, else App
 // Paths), without a trailing backslash; empty when there is none.
 std::wstring ExistingInstallFolder();
-// The folder under which a fresh installation goes by default (program files),
-// without a trailing backslash.
-std::wstring DefaultBaseFolder();

@@ -5,6 +5,7 @@
 #include "product/exit_codes.h"
 #include "product/product.h"
 #include "sys/paths.h"
+#include "sys/platform.h"
 #include "sys/process.h"
 #include "sys/privileges.h"
 #include "wizard/version_info.h"
@@ -20,7 +21,7 @@ void ChooseDestination(const std::vector<std::wstring>& argv, InstallSettings& s
   if (std::optional<std::wstring> folder = ParseInstallOptions(argv, settings))
     settings.installDir = *folder;
   if (settings.installDir.empty()) {
-    settings.installDir = JoinPath(DefaultBaseFolder(), kProductName);
+    settings.installDir = JoinPath(ProgramFilesDir(), kProductName);
     settings.defaultDirUsed = 1;
   }
 }
