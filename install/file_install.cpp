@@ -58,20 +58,21 @@ void RunInstallScript(const std::wstring& scriptPath) {
   if (!script.IsOpen()) return;
   const bool portable = installSettings.installType == 2;
   const std::wstring& installDir = installSettings.installDir;
-  std::wstring line, argument;
-  while (script.Next(line)) {
-    if (EntryArgument(line, kFileCopy, argument)) {
-      CopyEntry(argument, installDir);
-    } else if ((wow64 || portable) && EntryArgument(line, kFileCopyX64, argument)) {
-      CopyEntry(argument, installDir);
-    } else if (portable && EntryArgument(line, kFileCopyPrt, argument)) {
-      CopyEntry(argument, ParentFolder(installDir));
-    } else if (EntryArgument(line, kFileCopyInd, argument)) {
-      if (portable || !SystemHasLibrary(argument)) CopyEntry(argument, installDir);
-    } else if (EntryArgument(line, kMakeDir, argument)) {
-      ::CreateDirectoryW(JoinPath(installDir, argument).c_str(), nullptr);
-    }
-  }
+  // The kinds are told apart by their prefixes: a line is an entry of one at most.
+  ForEachEntry(script, {kFileCopy, kFileCopyX64, kFileCopyPrt, kFileCopyInd, kMakeDir},
+               [&](const wchar_t* kind, const std::wstring& argument) {
+                 if (kind == kFileCopy) {
+                   CopyEntry(argument, installDir);
+                 } else if (kind == kFileCopyX64) {
+                   if (wow64 || portable) CopyEntry(argument, installDir);
+                 } else if (kind == kFileCopyPrt) {
+                   if (portable) CopyEntry(argument, ParentFolder(installDir));
+                 } else if (kind == kFileCopyInd) {
+                   if (portable || !SystemHasLibrary(argument)) CopyEntry(argument, installDir);
+                 } else {
+                   ::CreateDirectoryW(JoinPath(installDir, argument).c_str(), nullptr);
+                 }
+               });
 }
 
 int CopyMatchingFiles(const std::wstring& pattern, const std::wstring& sourceFolder,

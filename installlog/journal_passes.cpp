@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <string_view>
+#include <vector>
 
 #include "installlog/install_log.h"
 #include "sys/deferred_ops.h"
@@ -22,24 +23,20 @@ void RemoveFolderAndEmptyParents(std::wstring folder) {
 }
 
 void RemoveFileEntries(LogReader& reader, const std::wstring& installFolder, const wchar_t* onlyPrefix) {
-  std::wstring line, argument;
-  while (reader.Next(line)) {
-    for (const wchar_t* prefix : kRemovedFileKinds) {
-      if (onlyPrefix && std::wstring_view(prefix) != onlyPrefix) continue;
-      if (!EntryArgument(line, prefix, argument)) continue;
-      std::wstring base = prefix == kFileCopyPrt ? ParentFolder(installFolder) : installFolder;
-      DeleteMatchingFiles(base, SplitRenaming(CutComment(argument)).target);
-    }
-  }
+  std::vector<const wchar_t*> kinds;
+  for (const wchar_t* kind : kRemovedFileKinds)
+    if (!onlyPrefix || std::wstring_view(kind) == onlyPrefix) kinds.push_back(kind);
+  ForEachEntry(reader, kinds, [&](const wchar_t* kind, const std::wstring& argument) {
+    std::wstring base = kind == kFileCopyPrt ? ParentFolder(installFolder) : installFolder;
+    DeleteMatchingFiles(base, SplitRenaming(CutComment(argument)).target);
+  });
 }
 
 void RemoveMadeFolders(LogReader& reader, const std::wstring& installFolder) {
-  std::wstring line, argument;
-  while (reader.Next(line)) {
-    if (!EntryArgument(line, kMakeDir, argument)) continue;
+  ForEachEntry(reader, {kMakeDir}, [&](const wchar_t*, const std::wstring& argument) {
     std::wstring folder = JoinPath(installFolder, argument);
     if (!::RemoveDirectoryW(folder.c_str())) DeleteAtReboot(folder.c_str());
-  }
+  });
 }
 
 }  // namespace
@@ -70,12 +67,11 @@ int DeleteMatchingFiles(const std::wstring& folder, const std::wstring& pattern)
 void RemoveLoggedLinks(const std::wstring& logPath) {
   LogReader reader(logPath);
   if (!reader.IsOpen()) return;
-  std::wstring line, argument;
-  while (reader.Next(line))
-    if (EntryArgument(line, kShellLink, argument)) ::DeleteFileW(argument.c_str());
+  ForEachEntry(reader, {kShellLink},
+               [](const wchar_t*, const std::wstring& link) { ::DeleteFileW(link.c_str()); });
   reader.Rewind();
-  while (reader.Next(line))
-    if (EntryArgument(line, kMadeDir, argument)) RemoveFolderAndEmptyParents(argument);
+  ForEachEntry(reader, {kMadeDir},
+               [](const wchar_t*, const std::wstring& folder) { RemoveFolderAndEmptyParents(folder); });
 }
 
 void RemoveLoggedFiles(const std::wstring& logPath, const std::wstring& installFolder,

@@ -110,21 +110,17 @@ int ExistingInstallType() {
 
 std::wstring RecoverGroupFromLog(const std::wstring& logPath, std::wstring programsFolder,
                                  std::wstring startupFolder, std::wstring groupName) {
-  LogReader log(logPath);
-  if (!log.IsOpen()) return groupName;
   programsFolder = LowerCase(JoinFolder(programsFolder));
   startupFolder = LowerCase(startupFolder);
-  std::wstring line, linkPath;
-  while (log.Next(line)) {
-    if (!EntryArgument(line, kShellLink, linkPath)) continue;
+  ForEachEntry(logPath, kShellLink, [&](const std::wstring& linkPath) {
     std::wstring lowered = LowerCase(linkPath);
-    if (lowered.rfind(programsFolder, 0) != 0) continue;
-    if (lowered.find(startupFolder) != std::wstring::npos) continue;
+    if (lowered.rfind(programsFolder, 0) != 0) return;
+    if (lowered.find(startupFolder) != std::wstring::npos) return;
     std::wstring rest = linkPath.substr(programsFolder.size());
     if (EndsWith(rest, L'\\')) rest.pop_back();
     size_t slash = rest.find_last_of(L'\\');
     groupName = slash == std::wstring::npos || slash == 0 ? std::wstring() : rest.substr(0, slash);
-  }
+  });
   return groupName;
 }
 
