@@ -56,7 +56,7 @@ void RunInstallScript(const std::wstring& scriptPath) {
   const BOOL wow64 = IsWow64();
   LogReader script(scriptPath);
   if (!script.IsOpen()) return;
-  const bool portable = installSettings.installType == 2;
+  const bool portable = installSettings.Type() == InstallType::kPortable;
   const std::wstring& installDir = installSettings.installDir;
   // The kinds are told apart by their prefixes: a line is an entry of one at most.
   ForEachEntry(script, {kFileCopy, kFileCopyX64, kFileCopyPrt, kFileCopyInd, kMakeDir},

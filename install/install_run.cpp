@@ -29,12 +29,12 @@ int RunInstall() {
   CopyMatchingFiles(kJournalName, s.sourceDir, s.installDir);
   // The shortcut entries that follow start on a line of their own.
   AppendLogLine(JoinPath(s.installDir, kJournalName), L"");
-  if (s.installType != 2) {
+  if (s.Type() != InstallType::kPortable) {
     CreateGroupAndShortcuts();
     WriteRegistryEntries();
     RegisterThumbnailExtension();
   }
   ImportSettings();
-  if (s.installType == 0 || s.installType == 1) StartProductRegistration();
+  if (s.Type() == InstallType::kCurrentUser || s.Type() == InstallType::kAllUsers) StartProductRegistration();
   return 0;
 }

@@ -37,7 +37,7 @@ void WriteRegistryEntries() {
   const std::wstring productPath = JoinPath(s.installDir, kProductExe);
   const std::wstring uninstallerPath = JoinPath(s.installDir, kUninstallerExe);
 
-  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", s.installType == 1 ? L"B" : L"A");
+  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", s.Type() == InstallType::kAllUsers ? L"B" : L"A");
   WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"Path", s.installDir.c_str());
   WriteRegString(HKEY_CLASSES_ROOT, kDocumentOpenCommandKey, nullptr, openCommand.c_str());
   for (const wchar_t* extension : kImageExtensions)

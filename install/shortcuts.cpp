@@ -44,10 +44,10 @@ void CreateProductShortcut(const std::wstring& folder, const std::wstring& pictu
 }
 
 std::wstring ProgramsFolder() {
-  if (installSettings.installType == 1) {
+  if (installSettings.Type() == InstallType::kAllUsers) {
     std::wstring common = ShellFolderPath(CSIDL_COMMON_PROGRAMS);
     if (common.size() >= 4) return common;
-    installSettings.installType = 0;
+    installSettings.SetType(InstallType::kCurrentUser);
   }
   return ShellFolderPath(CSIDL_PROGRAMS);
 }
@@ -105,7 +105,7 @@ HRESULT CreateShellLink(const std::wstring& target, const std::wstring& linkPath
 
 void CreateGroupAndShortcuts() {
   const std::wstring programs = ProgramsFolder();
-  const bool allUsers = installSettings.installType == 1;
+  const bool allUsers = installSettings.Type() == InstallType::kAllUsers;
   const std::wstring pictures = ShellFolderPath(CSIDL_MYPICTURES);
   CreateProgramGroup(programs, pictures);
   if (installSettings.desktopIcon)

@@ -14,5 +14,5 @@ HRESULT CreateShellLink(const std::wstring& target, const std::wstring& linkPath
 // The program group (journalled as "Made Dir: ") with the program and help
 // shortcuts, and the desktop and start-up shortcuts as installSettings asks.
 // An all-users type without an all-users programs folder becomes current-user
-// (installType 0) for the rest of the run.
+// (InstallType::kCurrentUser) for the rest of the run.
 void CreateGroupAndShortcuts();

@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr int kPortableType = 2;
-
 // Set once a folder was browsed for while the portable type was selected, so
 // that switching types back and forth keeps showing it.
 bool portableFolderChosen = false;
@@ -85,7 +83,7 @@ BOOL CFolderDlg::DestroyWindow() {
 void CFolderDlg::Refresh() {
   UpdateData(TRUE);
   CControl hint(GetDlgItem(IDC_FOLDER_HINT));
-  if (typeIndex_ != kPortableType) {
+  if (SelectedType() != InstallType::kPortable) {
     destination_.SetText(installSettings.installDir);
     bool hasCopy = installSettings.defaultDirUsed == 0 &&
                    PathExists(JoinPath(installSettings.installDir, kProductExe));
@@ -129,7 +127,7 @@ void CFolderDlg::ApplyChosenFolder(std::wstring path) {
   }
   UpdateData(TRUE);
   bool append;
-  if (typeIndex_ == kPortableType)
+  if (SelectedType() == InstallType::kPortable)
     append = true;
   else if (PathExists(JoinPath(path, kProductExe)))
     append = false;
@@ -139,6 +137,6 @@ void CFolderDlg::ApplyChosenFolder(std::wstring path) {
 
   installSettings.installDir = path;
   destination_.SetText(path);
-  if (typeIndex_ == kPortableType) portableFolderChosen = true;
+  if (SelectedType() == InstallType::kPortable) portableFolderChosen = true;
   Refresh();
 }

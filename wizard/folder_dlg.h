@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <string>
 
+#include "product/settings.h"
 #include "ui/dialog.h"
 
 class CFolderDlg : public CDialog {
@@ -26,6 +27,8 @@ class CFolderDlg : public CDialog {
  private:
   void Refresh();
   void Browse();
+  // The type of the checked radio button: they stand in the order of the types.
+  InstallType SelectedType() const { return static_cast<InstallType>(typeIndex_); }
 
   std::wstring savedHint_;
   CControl destination_;

@@ -31,7 +31,7 @@ void ChooseDestination(const std::vector<std::wstring>& argv, InstallSettings& s
 void RunUnattendedInstall(InstallSettings& settings) {
   // A fresh install without a folder is always for all users, whatever the
   // options asked for.
-  if (settings.defaultDirUsed == 1) settings.installType = 1;
+  if (settings.defaultDirUsed == 1) settings.SetType(InstallType::kAllUsers);
   RunInstall();
   if (settings.installMode == 2) RunWizard(kFinishedPage);
 }

@@ -69,7 +69,7 @@ std::optional<std::wstring> ParseInstallOptions(const std::vector<std::wstring>&
     // argument after a folder option is examined as an option as well.
     if (arg.rfind(L"-inst", 0) == 0) {
       if (arg == L"-instport") {
-        settings.installType = 2;
+        settings.SetType(InstallType::kPortable);
         if (hasNext) folder = CleanFolderArgument(argv[i + 1]);
       } else if (arg == L"-instdir") {
         if (hasNext) folder = CleanFolderArgument(argv[i + 1]);
@@ -77,7 +77,7 @@ std::optional<std::wstring> ParseInstallOptions(const std::vector<std::wstring>&
     } else if (EqualsNoCase(arg, L"-runafter")) {
       settings.runAfter = 1;
     } else if (EqualsNoCase(arg, L"-allusers")) {
-      if (settings.installType == 0) settings.installType = 1;
+      if (settings.Type() == InstallType::kCurrentUser) settings.SetType(InstallType::kAllUsers);
     } else if (EqualsNoCase(arg, L"-autostart")) {
       settings.autoStart = 1;
     } else if (EqualsNoCase(arg, L"-nodeskico")) {
@@ -105,7 +105,8 @@ bool ConfirmVersionChange(int installMode, const VersionQuad& installed,
 }
 
 int ExistingInstallType() {
-  return ReadRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers") == L"B" ? 1 : 0;
+  const bool allUsers = ReadRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers") == L"B";
+  return static_cast<int>(allUsers ? InstallType::kAllUsers : InstallType::kCurrentUser);
 }
 
 std::wstring RecoverGroupFromLog(const std::wstring& logPath, std::wstring programsFolder,
@@ -130,10 +131,10 @@ std::wstring RecoverGroupName(const std::wstring& installDir, int installType,
   if (!LogReader(logPath).IsOpen()) logPath = JoinPath(installDir, kOldJournalName);
   if (!LogReader(logPath).IsOpen()) return groupName;
   std::wstring programs, startup;
-  if (installType == 1) {
+  if (static_cast<InstallType>(installType) == InstallType::kAllUsers) {
     programs = ShellFolderPath(CSIDL_COMMON_PROGRAMS);
     startup = ShellFolderPath(CSIDL_COMMON_STARTUP);
-  } else if (installType == 0) {
+  } else if (static_cast<InstallType>(installType) == InstallType::kCurrentUser) {
     programs = ShellFolderPath(CSIDL_PROGRAMS);
     startup = ShellFolderPath(CSIDL_STARTUP);
   }
@@ -151,7 +152,7 @@ bool AdoptExistingInstallation(InstallSettings& settings) {
   VersionQuad installed = ReadFileVersion(JoinPath(settings.installDir, kProductExe));
   settings.newVersion = ReadFileVersion(JoinPath(settings.sourceDir, kProductExe));
   if (!ConfirmVersionChange(settings.installMode, installed, settings.newVersion)) return false;
-  if (settings.installType < 2) settings.installType = ExistingInstallType();
+  if (settings.Type() != InstallType::kPortable) settings.installType = ExistingInstallType();
   settings.groupName = RecoverGroupName(settings.installDir, settings.installType, settings.groupName);
   settings.autoStart = DetectAutoStart(ShellFolderPath(CSIDL_COMMON_STARTUP),
                                        ShellFolderPath(CSIDL_STARTUP));

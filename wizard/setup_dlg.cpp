@@ -29,7 +29,6 @@ constexpr int kAgreementIndex = 1;
 constexpr int kGroupIndex = 3;
 constexpr int kInstallIndex = 5;
 constexpr int kFinishIndex = 6;
-constexpr int kPortableType = 2;
 
 // Replaces every occurrence of what in text by with.
 std::wstring ReplaceAll(std::wstring text, const std::wstring& what, const std::wstring& with) {
@@ -149,7 +148,7 @@ void CSetupDlg::PreviousPage() {
   // The index drops before the page is asked to close: a page that refuses
   // stays on screen with the index already lowered.
   pageIndex_ -= 2;
-  if (pageIndex_ == 2 && installSettings.installType == kPortableType) pageIndex_ = 1;
+  if (pageIndex_ == 2 && installSettings.Type() == InstallType::kPortable) pageIndex_ = 1;
   NextPage();
 }
 
@@ -159,7 +158,7 @@ void CSetupDlg::NextPage() {
     page_.reset();
   }
   ++pageIndex_;
-  if (pageIndex_ == kGroupIndex && installSettings.installType == kPortableType) ++pageIndex_;
+  if (pageIndex_ == kGroupIndex && installSettings.Type() == InstallType::kPortable) ++pageIndex_;
   if (savedCaption_.empty()) savedCaption_ = GetWindowText();
   if (pageIndex_ != kAgreementIndex) {
     next_.SetText(nextButtonText);
@@ -229,7 +228,7 @@ void CSetupDlg::RunInstallStep() {
     runAfter.SetCheck(BST_CHECKED);
   }
   next_.SetText(LoadStr(IDS_FINISH));
-  if (installSettings.installType != kPortableType) {
+  if (installSettings.Type() != InstallType::kPortable) {
     item(IDC_INSTALLING).Show(false);
     runAfter.Show(true);
   } else {
