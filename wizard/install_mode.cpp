@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr int kFinishedPage = 4;
-
 void ChooseDestination(const std::vector<std::wstring>& argv, InstallSettings& settings) {
   settings.installDir = ExistingInstallFolder();
   settings.sourceDir = OwnModuleFolder();
@@ -33,7 +31,8 @@ void RunUnattendedInstall(InstallSettings& settings) {
   // options asked for.
   if (settings.defaultDirUsed == 1) settings.SetType(InstallType::kAllUsers);
   RunInstall();
-  if (settings.installMode == 2) RunWizard(kFinishedPage);
+  // From the ready page the frame moves on to the finished one.
+  if (settings.installMode == 2) RunWizard(WizardPage::kReady);
 }
 
 void RunAfterSetup(const InstallSettings& settings) {
@@ -61,7 +60,7 @@ int RunInstallModeEntry(const std::vector<std::wstring>& argv) {
     return kExitCancelled;
   }
   if (settings.installMode == 0) {
-    if (RunWizard(-1) != IDOK) return kExitCancelled;
+    if (RunWizard(WizardPage::kNone) != IDOK) return kExitCancelled;
   } else {
     RunUnattendedInstall(settings);
   }
