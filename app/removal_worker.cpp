@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "install/registration.h"
 #include "product/exit_codes.h"
 #include "product/product.h"
 #include "product/settings.h"
@@ -77,8 +78,7 @@ std::wstring InstallFolderOf(const std::wstring& uninstallerPath) {
 }
 
 std::wstring ThumbnailDllToUnregister(const std::wstring& installFolder, BOOL wow64, BOOL vistaOrLater) {
-  if (wow64) return vistaOrLater ? installFolder + kThumbDll64 : std::wstring();
-  return installFolder + (vistaOrLater ? kThumbDll32 : kThumbDllXP32);
+  return ThumbnailExtensionIn(installFolder, wow64, vistaOrLater);
 }
 
 std::wstring UnregisterCommandLine(const std::wstring& dllPath) {

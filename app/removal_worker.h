@@ -26,8 +26,7 @@ std::wstring RemovalWorkerCommandLine(const std::wstring& workerPath,
 // the drive (or empty) when the path names no folder.
 std::wstring InstallFolderOf(const std::wstring& uninstallerPath);
 // The thumbnail extension to unregister from installFolder (which ends in a
-// backslash): x64 DLL on 64-bit Windows from version 6 on, none on older
-// 64-bit Windows, else the 32-bit DLL of the version's generation.
+// backslash): the one registration chose, ThumbnailExtensionIn.
 std::wstring ThumbnailDllToUnregister(const std::wstring& installFolder, BOOL wow64, BOOL vistaOrLater);
 // regsvr32.exe /s /u "dllPath"
 std::wstring UnregisterCommandLine(const std::wstring& dllPath);

@@ -4,6 +4,8 @@
 
 #include <cwchar>
 
+#include "sys/paths.h"
+
 namespace {
 
 constexpr wchar_t kSfxPrefix[] = L"-sfxname=";
@@ -11,11 +13,6 @@ constexpr size_t kSfxPrefixLength = sizeof kSfxPrefix / sizeof kSfxPrefix[0] - 1
 
 bool SameIgnoringCase(const std::wstring& text, const wchar_t* option) {
   return _wcsicmp(text.c_str(), option) == 0;
-}
-
-std::wstring LowerCase(std::wstring text) {
-  if (!text.empty()) ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
-  return text;
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "install/file_install.h"
 
-#include <io.h>
 #include <windows.h>
 
 #include <cwchar>
@@ -10,28 +9,16 @@
 #include "sys/action_log.h"
 #include "sys/deferred_ops.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
+#include "sys/platform.h"
 #include "sys/safe_load.h"
 
 namespace {
-
-bool Exists(const std::wstring& path) { return ::_waccess(path.c_str(), 0) == 0; }
 
 std::wstring ForwardToBackslashes(std::wstring path) {
   for (wchar_t& c : path)
     if (c == L'/') c = L'\\';
   return path;
-}
-
-// Older systems lack IsWow64Process, so it is looked up rather than imported.
-BOOL RunningUnderWow64() {
-  using IsWow64ProcessPtr = BOOL(WINAPI*)(HANDLE, PBOOL);
-  HMODULE kernel = ::GetModuleHandleW(L"kernel32");
-  if (!kernel) return FALSE;
-  auto isWow64Process = reinterpret_cast<IsWow64ProcessPtr>(
-      reinterpret_cast<void*>(::GetProcAddress(kernel, "IsWow64Process")));
-  BOOL wow64 = FALSE;
-  if (isWow64Process) isWow64Process(::GetCurrentProcess(), &wow64);
-  return wow64;
 }
 
 // True when the system already has the entry's DLL. Only the system folder is
@@ -69,32 +56,27 @@ void CreateFolderChain(const std::wstring& folder) {
 
 }  // namespace
 
-std::wstring JoinFolder(const std::wstring& folder) {
-  if (folder.empty()) return L"\\";
-  wchar_t last = folder.back();
-  return (last == L'\\' || last == L'/') ? folder : folder + L"\\";
-}
-
 void RunInstallScript(const std::wstring& scriptPath) {
-  const BOOL wow64 = RunningUnderWow64();
+  const BOOL wow64 = IsWow64();
   LogReader script(scriptPath);
   if (!script.IsOpen()) return;
-  const bool portable = installSettings.installType == 2;
+  const bool portable = installSettings.Type() == InstallType::kPortable;
   const std::wstring& installDir = installSettings.installDir;
-  std::wstring line, argument;
-  while (script.Next(line)) {
-    if (EntryArgument(line, kFileCopy, argument)) {
-      CopyEntry(argument, installDir);
-    } else if ((wow64 || portable) && EntryArgument(line, kFileCopyX64, argument)) {
-      CopyEntry(argument, installDir);
-    } else if (portable && EntryArgument(line, kFileCopyPrt, argument)) {
-      CopyEntry(argument, ParentFolder(installDir));
-    } else if (EntryArgument(line, kFileCopyInd, argument)) {
-      if (portable || !SystemHasLibrary(argument)) CopyEntry(argument, installDir);
-    } else if (EntryArgument(line, kMakeDir, argument)) {
-      LoggedCreateDirectory(installDir + L"\\" + argument);
-    }
-  }
+  // The kinds are told apart by their prefixes: a line is an entry of one at most.
+  ForEachEntry(script, {kFileCopy, kFileCopyX64, kFileCopyPrt, kFileCopyInd, kMakeDir},
+               [&](const wchar_t* kind, const std::wstring& argument) {
+                 if (kind == kFileCopy) {
+                   CopyEntry(argument, installDir);
+                 } else if (kind == kFileCopyX64) {
+                   if (wow64 || portable) CopyEntry(argument, installDir);
+                 } else if (kind == kFileCopyPrt) {
+                   if (portable) CopyEntry(argument, ParentFolder(installDir));
+                 } else if (kind == kFileCopyInd) {
+                   if (portable || !SystemHasLibrary(argument)) CopyEntry(argument, installDir);
+                 } else {
+                   LoggedCreateDirectory(JoinPath(installDir, argument));
+                 }
+               });
 }
 
 int CopyMatchingFiles(const std::wstring& pattern, const std::wstring& sourceFolder,
@@ -107,7 +89,7 @@ int CopyMatchingFiles(const std::wstring& pattern, const std::wstring& sourceFol
   // A sub-folder in the pattern lands in the same sub-folder of the target.
   std::wstring target = ForwardToBackslashes(JoinFolder(ForwardToBackslashes(targetFolder)) + pattern);
   target.erase(target.rfind(L'\\') + 1);
-  if (::GetFileAttributesW(target.c_str()) == INVALID_FILE_ATTRIBUTES) CreateFolderChain(target);
+  if (!PathExists(target)) CreateFolderChain(target);
 
   std::wstring source = sourceFolder;
   if (pattern.find(L'\\') != std::wstring::npos) source = searchPath.substr(0, searchPath.rfind(L'\\'));
@@ -132,25 +114,25 @@ int InstallOneFile(const wchar_t* name, const std::wstring& sourceFolder,
   }
 
   const std::wstring src = source + name;
-  if (!Exists(src)) {
+  if (!PathExists(src)) {
     LogFailure(L"copy file " + src, ERROR_FILE_NOT_FOUND);
     return 0;
   }
   const std::wstring dst = target + (targetName ? targetName : name);
 
   if (sameFolder) {
-    if (!Exists(src)) return Exists(dst) ? 1 : 0;
-    if (Exists(dst) && !LoggedDeleteFile(dst)) return 1;
+    if (!PathExists(src)) return PathExists(dst) ? 1 : 0;
+    if (PathExists(dst) && !LoggedDeleteFile(dst)) return 1;
   }
 
-  if (Exists(dst)) {
+  if (PathExists(dst)) {
     DWORD attributes = ::GetFileAttributesW(dst.c_str());
     ::SetFileAttributesW(dst.c_str(), attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY |
                                                                       FILE_ATTRIBUTE_HIDDEN));
     if (!LoggedDeleteFile(dst)) {
       // In use: move it aside, or failing that replace it at the next restart.
       std::wstring old = dst + L".old";
-      if (Exists(old) && !LoggedDeleteFile(old)) {
+      if (PathExists(old) && !LoggedDeleteFile(old)) {
         DeleteAtReboot(old.c_str());
         old += L"2";
         LoggedDeleteFile(old);

@@ -15,5 +15,3 @@ int CopyMatchingFiles(const std::wstring& pattern, const std::wstring& sourceFol
 // copy fails (also after a replacement was deferred to the next restart).
 int InstallOneFile(const wchar_t* name, const std::wstring& sourceFolder,
                    const std::wstring& targetFolder, const wchar_t* targetName);
-// folder with a backslash appended unless it ends in '\' or '/'; "\" when empty.
-std::wstring JoinFolder(const std::wstring& folder);

@@ -7,6 +7,7 @@
 #include "installlog/journal_passes.h"
 #include "product/product.h"
 #include "product/settings.h"
+#include "sys/paths.h"
 
 namespace {
 
@@ -14,9 +15,9 @@ namespace {
 // script declares obsolete; what the copy step needs is recreated by it.
 void ClearEarlierInstallation() {
   const std::wstring& installDir = installSettings.installDir;
-  RemoveLoggedLinks(installDir + L"\\" + kOldJournalName);
-  RemoveLoggedLinks(installDir + L"\\" + kJournalName);
-  RemoveLoggedFiles(installSettings.sourceDir + L"\\" + kJournalName, installDir, kFileDel);
+  RemoveLoggedLinks(JoinPath(installDir, kOldJournalName));
+  RemoveLoggedLinks(JoinPath(installDir, kJournalName));
+  RemoveLoggedFiles(JoinPath(installSettings.sourceDir, kJournalName), installDir, kFileDel);
 }
 
 }  // namespace
@@ -24,16 +25,16 @@ void ClearEarlierInstallation() {
 int RunInstall() {
   InstallSettings& s = installSettings;
   if (!s.defaultDirUsed) ClearEarlierInstallation();
-  RunInstallScript(s.sourceDir + L"\\" + kJournalName);
+  RunInstallScript(JoinPath(s.sourceDir, kJournalName));
   CopyMatchingFiles(kJournalName, s.sourceDir, s.installDir);
   // The shortcut entries that follow start on a line of their own.
-  AppendLogLine(s.installDir + L"\\" + kJournalName, L"");
-  if (s.installType != 2) {
+  AppendLogLine(JoinPath(s.installDir, kJournalName), L"");
+  if (s.Type() != InstallType::kPortable) {
     CreateGroupAndShortcuts();
     WriteRegistryEntries();
     RegisterThumbnailExtension();
   }
   ImportSettings();
-  if (s.installType == 0 || s.installType == 1) StartProductRegistration();
+  if (s.Type() == InstallType::kCurrentUser || s.Type() == InstallType::kAllUsers) StartProductRegistration();
   return 0;
 }

@@ -10,6 +10,7 @@
 #include "product/settings.h"
 #include "res/resource.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
 #include "sys/platform.h"
 #include "sys/process.h"
 #include "sys/registry.h"
@@ -25,7 +26,7 @@ void DropTrailingBackslash(std::wstring& path) {
 }  // namespace
 
 std::wstring OpenCommand() {
-  return L"\"" + installSettings.installDir + L"\\" + kProductExe + L"\" \"%1\"";
+  return L"\"" + JoinPath(installSettings.installDir, kProductExe) + L"\" \"%1\"";
 }
 
 std::wstring AssociationTarget() {
@@ -37,10 +38,10 @@ void WriteRegistryEntries() {
   const VersionQuad& v = s.newVersion;
   const std::wstring openCommand = OpenCommand();
   const std::wstring target = AssociationTarget();
-  const std::wstring productPath = s.installDir + L"\\" + kProductExe;
-  const std::wstring uninstallerPath = s.installDir + L"\\" + kUninstallerExe;
+  const std::wstring productPath = JoinPath(s.installDir, kProductExe);
+  const std::wstring uninstallerPath = JoinPath(s.installDir, kUninstallerExe);
 
-  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", s.installType == 1 ? L"B" : L"A");
+  WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", s.Type() == InstallType::kAllUsers ? L"B" : L"A");
   WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"Path", s.installDir.c_str());
   WriteRegString(HKEY_CLASSES_ROOT, kDocumentOpenCommandKey, nullptr, openCommand.c_str());
   for (const wchar_t* extension : kImageExtensions)
@@ -101,11 +102,13 @@ std::wstring TodayAsYyyymmdd() {
   return FormatStr(L"%04u%02u%02u", today.wYear, today.wMonth, today.wDay);
 }
 
+std::wstring ThumbnailExtensionIn(const std::wstring& folder, BOOL wow64, BOOL vistaOrLater) {
+  if (wow64) return vistaOrLater ? folder + kThumbDll64 : std::wstring();
+  return folder + (vistaOrLater ? kThumbDll32 : kThumbDllXP32);
+}
+
 std::wstring ThumbnailExtensionPath() {
-  const bool beforeVista = windowsVersion.dwMajorVersion < 6;
-  const std::wstring folder = installSettings.installDir + L"\\";
-  if (IsWow64()) return beforeVista ? std::wstring() : folder + kThumbDll64;
-  return folder + (beforeVista ? kThumbDllXP32 : kThumbDll32);
+  return ThumbnailExtensionIn(JoinFolder(installSettings.installDir), IsWow64(), IsVistaOrLater());
 }
 
 bool RegisterThumbnailExtension() {
@@ -118,12 +121,12 @@ bool RegisterThumbnailExtension() {
 
 void ImportSettings() {
   if (installSettings.sfxFolder.empty()) return;
-  InstallOneFile(L"Qmkview8.ini", installSettings.sfxFolder, installSettings.installDir, nullptr);
-  InstallOneFile(L"Qmkview8.reg", installSettings.sfxFolder, installSettings.installDir, nullptr);
+  InstallOneFile(kSideSettingsIni, installSettings.sfxFolder, installSettings.installDir, nullptr);
+  InstallOneFile(kSideSettingsReg, installSettings.sfxFolder, installSettings.installDir, nullptr);
 }
 
 bool StartProductRegistration() {
-  const std::wstring product = installSettings.installDir + L"\\" + kProductExe;
+  const std::wstring product = JoinPath(installSettings.installDir, kProductExe);
   const std::wstring commandLine = L"\"" + product + L"\" -regonly";
   return RunAndWait(product.c_str(), commandLine.c_str(), installSettings.installDir.c_str(), 0) != FALSE;
 }
@@ -134,20 +137,6 @@ std::wstring ExistingInstallFolder() {
     std::wstring productPath = ReadRegString(HKEY_LOCAL_MACHINE, kAppPathKey, nullptr);
     size_t at = productPath.find(std::wstring(L"\\") + kProductExe);
     if (at != std::wstring::npos) folder = productPath.substr(0, at);
-  }
-  DropTrailingBackslash(folder);
-  return folder;
-}
-
-std::wstring DefaultBaseFolder() {
-  std::wstring folder = ReadRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion",
-                                      L"ProgramFilesDir");
-  if (folder.empty()) {
-    wchar_t windows[MAX_PATH] = {};
-    ::GetWindowsDirectoryW(windows, MAX_PATH);
-    folder = windows;
-    size_t root = folder.find(L'\\');
-    folder = (root == std::wstring::npos ? folder : folder.substr(0, root + 1)) + L"Program Files";
   }
   DropTrailingBackslash(folder);
   return folder;

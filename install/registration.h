@@ -5,25 +5,11 @@
 
 #include <string>
 
-inline constexpr wchar_t kUninstallKey[] =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Quillmark 8";
-inline constexpr wchar_t kAppPathKey[] =
-    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Qmkview8.exe";
-inline constexpr wchar_t kCapabilitiesKey[] = L"SOFTWARE\\Lanternfold\\Quillmark 8\\Capabilities";
-inline constexpr wchar_t kFileAssociationsKey[] =
-    L"SOFTWARE\\Lanternfold\\Quillmark 8\\Capabilities\\FileAssociations";
+#include "product/product.h"
+
 inline constexpr wchar_t kRegisteredApplicationsKey[] = L"SOFTWARE\\RegisteredApplications";
-inline constexpr wchar_t kDocumentOpenCommandKey[] = L"Quillmark.8\\shell\\open\\command";  // under HKCR
-inline constexpr wchar_t kApplicationOpenCommandKey[] =
-    L"Applications\\Qmkview8.exe\\shell\\open\\command";  // under HKCR
-inline constexpr wchar_t kApplicationsTarget[] = L"Applications\\Qmkview8.exe";
 
-// The image types the product offers to open, its own document type last.
-inline constexpr const wchar_t* kImageExtensions[] = {
-    L".bmp", L".dib", L".gif", L".jpg",  L".jpeg", L".tif", L".tiff",
-    L".png", L".cmp", L".tga", L".wpg",  L".jp2",  L".j2k", L".dqm"};
-
-// "\"<installDir>\Qmkview8.exe\" \"%1\"".
+// The product executable in installDir, between double quotes, then " \"%1\"".
 std::wstring OpenCommand();
 // What the file associations point to: the programmatic identifier on Windows 8
 // and later, the application entry before.
@@ -40,10 +26,16 @@ std::wstring TodayAsYyyymmdd();
 // The thumbnail extension for this system inside installDir; empty when none
 // fits (64-bit systems before Vista).
 std::wstring ThumbnailExtensionPath();
+// Which thumbnail extension fits a system, inside folder (which ends in a
+// backslash): the x64 DLL on 64-bit Windows from version 6 on, none (empty)
+// on older 64-bit Windows, else the 32-bit DLL of the version's generation.
+// Registration and the removal worker both choose by it.
+std::wstring ThumbnailExtensionIn(const std::wstring& folder, BOOL wow64, BOOL vistaOrLater);
 // Starts "regsvr32.exe /s" on the extension without waiting. FALSE when no
 // extension fits or the start failed.
 bool RegisterThumbnailExtension();
-// Copies "Qmkview8.ini" and "Qmkview8.reg" from sfxFolder (when set) into installDir.
+// Copies the side settings (kSideSettingsIni, kSideSettingsReg) from sfxFolder
+// (when set) into installDir.
 void ImportSettings();
 // Starts the installed product with " -regonly" without waiting. FALSE when it
 // could not be started.
@@ -52,6 +44,3 @@ bool StartProductRegistration();
 // The folder of an existing installation ("Path" of the vendor key, else App
 // Paths), without a trailing backslash; empty when there is none.
 std::wstring ExistingInstallFolder();
-// The folder under which a fresh installation goes by default (program files),
-// without a trailing backslash.
-std::wstring DefaultBaseFolder();

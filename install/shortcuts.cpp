@@ -1,6 +1,5 @@
 #include "install/shortcuts.h"
 
-#include <io.h>
 #include <objbase.h>
 #include <shlobj.h>
 #include <shobjidl.h>
@@ -11,6 +10,7 @@
 #include "res/resource.h"
 #include "sys/action_log.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
 #include "sys/platform.h"
 #include "ui/message_box.h"
 #include "ui/strings.h"
@@ -20,7 +20,7 @@ namespace {
 // COM stays initialised for the life of the process once a shortcut was asked for.
 bool comInitialized = false;
 
-std::wstring JournalPath() { return installSettings.installDir + L"\\" + kJournalName; }
+std::wstring JournalPath() { return JoinPath(installSettings.installDir, kJournalName); }
 
 std::wstring UnquotedTarget(const std::wstring& target) {
   std::wstring text = (!target.empty() && target.front() == L'"') ? target.substr(1) : target;
@@ -39,16 +39,16 @@ std::wstring TrimmedGroupName(std::wstring name) {
 }
 
 void CreateProductShortcut(const std::wstring& folder, const std::wstring& pictures) {
-  CreateShellLink(installSettings.installDir + L"\\" + kProductExe,
-                  folder + L"\\" + LoadStr(IDS_PRODUCT_NAME) + L".lnk", L"", SW_SHOWNORMAL, nullptr,
+  CreateShellLink(JoinPath(installSettings.installDir, kProductExe),
+                  JoinPath(folder, LoadStr(IDS_PRODUCT_NAME) + L".lnk"), L"", SW_SHOWNORMAL, nullptr,
                   pictures.c_str());
 }
 
 std::wstring ProgramsFolder() {
-  if (installSettings.installType == 1) {
+  if (installSettings.Type() == InstallType::kAllUsers) {
     std::wstring common = ShellFolderPath(CSIDL_COMMON_PROGRAMS);
     if (common.size() >= 4) return common;
-    installSettings.installType = 0;
+    installSettings.SetType(InstallType::kCurrentUser);
   }
   return ShellFolderPath(CSIDL_PROGRAMS);
 }
@@ -56,18 +56,17 @@ std::wstring ProgramsFolder() {
 void CreateProgramGroup(const std::wstring& programs, const std::wstring& pictures) {
   const std::wstring group = TrimmedGroupName(installSettings.groupName);
   for (size_t slash = group.find(L'\\', 1); slash != std::wstring::npos; slash = group.find(L'\\', slash + 1))
-    LoggedCreateDirectory(programs + L"\\" + group.substr(0, slash));
-  std::wstring groupFolder = programs + L"\\" + group;
+    LoggedCreateDirectory(JoinPath(programs, group.substr(0, slash)));
+  const std::wstring groupFolder = JoinPath(programs, group);
   LoggedCreateDirectory(groupFolder);
   AppendLogLine(JournalPath(), kMadeDir + groupFolder);
 
-  if (::_waccess(groupFolder.c_str(), 0) != 0) return;
-  groupFolder += L"\\";
-  CreateShellLink(installSettings.installDir + L"\\" + kProductExe,
-                  groupFolder + LoadStr(IDS_PRODUCT_NAME) + L".lnk", L"", SW_SHOWNORMAL, nullptr,
+  if (!PathExists(groupFolder)) return;
+  CreateShellLink(JoinPath(installSettings.installDir, kProductExe),
+                  JoinPath(groupFolder, LoadStr(IDS_PRODUCT_NAME) + L".lnk"), L"", SW_SHOWNORMAL, nullptr,
                   pictures.c_str());
-  CreateShellLink(installSettings.installDir + L"\\" + kHelpFile,
-                  groupFolder + LoadStr(IDS_HELP_SHORTCUT) + L".lnk", L"", SW_SHOWNORMAL, nullptr,
+  CreateShellLink(JoinPath(installSettings.installDir, kHelpFile),
+                  JoinPath(groupFolder, LoadStr(IDS_HELP_SHORTCUT) + L".lnk"), L"", SW_SHOWNORMAL, nullptr,
                   nullptr);
 }
 
@@ -113,7 +112,7 @@ HRESULT CreateShellLink(const std::wstring& target, const std::wstring& linkPath
 
 void CreateGroupAndShortcuts() {
   const std::wstring programs = ProgramsFolder();
-  const bool allUsers = installSettings.installType == 1;
+  const bool allUsers = installSettings.Type() == InstallType::kAllUsers;
   const std::wstring pictures = ShellFolderPath(CSIDL_MYPICTURES);
   CreateProgramGroup(programs, pictures);
   if (installSettings.desktopIcon)

@@ -1,5 +1,5 @@
 // The program group and the shortcuts to the product, each journalled in the
-// installation's "QmkUnInst.log".
+// installation's journal.
 #pragma once
 #include <windows.h>
 #include <string>
@@ -14,5 +14,5 @@ HRESULT CreateShellLink(const std::wstring& target, const std::wstring& linkPath
 // The program group (journalled as "Made Dir: ") with the program and help
 // shortcuts, and the desktop and start-up shortcuts as installSettings asks.
 // An all-users type without an all-users programs folder becomes current-user
-// (installType 0) for the rest of the run.
+// (InstallType::kCurrentUser) for the rest of the run.
 void CreateGroupAndShortcuts();

@@ -232,10 +232,15 @@ void AppendLogLine(const std::wstring& logPath, const std::wstring& text) {
   ::WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
 }
 
+void ForEachEntry(LogReader& reader, const std::vector<const wchar_t*>& kinds, const EntryAction& action) {
+  std::wstring line, argument;
+  while (reader.Next(line))
+    for (const wchar_t* kind : kinds)
+      if (EntryArgument(line, kind, argument)) action(kind, argument);
+}
+
 void ForEachEntry(const std::wstring& logPath, const wchar_t* prefix,
                   const std::function<void(const std::wstring& argument)>& action) {
   LogReader reader(logPath);
-  std::wstring line, argument;
-  while (reader.Next(line))
-    if (EntryArgument(line, prefix, argument)) action(argument);
+  ForEachEntry(reader, {prefix}, [&](const wchar_t*, const std::wstring& argument) { action(argument); });
 }

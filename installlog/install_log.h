@@ -23,6 +23,7 @@
 #pragma once
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "sys/handles.h"
 
@@ -95,8 +96,15 @@ std::wstring ParentFolder(std::wstring folder);
 // Appends text and a line end (CR LF; an LF inside text also becomes CR LF;
 // text ends at a NUL). Silently does nothing when the log cannot be opened.
 void AppendLogLine(const std::wstring& logPath, const std::wstring& text);
-// Calls action with the argument of every entry of kind prefix, in file order.
-// Does nothing when the log cannot be opened.
+// Every pass over a log goes through these.
+// Reads the rest of reader and, for each line in file order, calls action with
+// every kind among kinds that the line is an entry of (the kinds are tried in
+// their order) and the entry's argument. kind is the very pointer of kinds.
+// Does nothing when the log is not open.
+using EntryAction = std::function<void(const wchar_t* kind, const std::wstring& argument)>;
+void ForEachEntry(LogReader& reader, const std::vector<const wchar_t*>& kinds, const EntryAction& action);
+// Opens logPath and calls action with the argument of every entry of kind
+// prefix, in file order. Does nothing when the log cannot be opened.
 void ForEachEntry(const std::wstring& logPath, const wchar_t* prefix,
                   const std::function<void(const std::wstring& argument)>& action);
 

@@ -3,46 +3,41 @@
 #include <windows.h>
 
 #include <string_view>
+#include <vector>
 
 #include "installlog/install_log.h"
 #include "sys/action_log.h"
 #include "sys/deferred_ops.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
 
 namespace {
 
 constexpr const wchar_t* kRemovedFileKinds[] = {kFileCopy,      kFileCopyX64, kFileCopyInd,
                                                 kFileCopyPrt,   kFileOverwrite, kFileDel};
 
-// folder plus a backslash unless it is empty or already ends in one.
-std::wstring FolderPrefix(const std::wstring& folder) {
-  if (folder.empty() || folder.back() == L'\\' || folder.back() == L'/') return folder;
-  return folder + L'\\';
-}
+// What names in folder begin with: an empty folder is the current one.
+std::wstring FolderPrefix(const std::wstring& folder) { return folder.empty() ? folder : JoinFolder(folder); }
 
 void RemoveFolderAndEmptyParents(std::wstring folder) {
   while (LoggedRemoveDirectory(folder)) folder = ParentFolder(folder);
 }
 
 void RemoveFileEntries(LogReader& reader, const std::wstring& installFolder, const wchar_t* onlyPrefix) {
-  std::wstring line, argument;
-  while (reader.Next(line)) {
-    for (const wchar_t* prefix : kRemovedFileKinds) {
-      if (onlyPrefix && std::wstring_view(prefix) != onlyPrefix) continue;
-      if (!EntryArgument(line, prefix, argument)) continue;
-      std::wstring base = prefix == kFileCopyPrt ? ParentFolder(installFolder) : installFolder;
-      DeleteMatchingFiles(base, SplitRenaming(CutComment(argument)).target);
-    }
-  }
+  std::vector<const wchar_t*> kinds;
+  for (const wchar_t* kind : kRemovedFileKinds)
+    if (!onlyPrefix || std::wstring_view(kind) == onlyPrefix) kinds.push_back(kind);
+  ForEachEntry(reader, kinds, [&](const wchar_t* kind, const std::wstring& argument) {
+    std::wstring base = kind == kFileCopyPrt ? ParentFolder(installFolder) : installFolder;
+    DeleteMatchingFiles(base, SplitRenaming(CutComment(argument)).target);
+  });
 }
 
 void RemoveMadeFolders(LogReader& reader, const std::wstring& installFolder) {
-  std::wstring line, argument;
-  while (reader.Next(line)) {
-    if (!EntryArgument(line, kMakeDir, argument)) continue;
-    std::wstring folder = installFolder + L'\\' + argument;
+  ForEachEntry(reader, {kMakeDir}, [&](const wchar_t*, const std::wstring& argument) {
+    std::wstring folder = JoinPath(installFolder, argument);
     if (!LoggedRemoveDirectory(folder)) DeleteAtReboot(folder.c_str());
-  }
+  });
 }
 
 }  // namespace
@@ -73,12 +68,10 @@ int DeleteMatchingFiles(const std::wstring& folder, const std::wstring& pattern)
 void RemoveLoggedLinks(const std::wstring& logPath) {
   LogReader reader(logPath);
   if (!reader.IsOpen()) return;
-  std::wstring line, argument;
-  while (reader.Next(line))
-    if (EntryArgument(line, kShellLink, argument)) LoggedDeleteFile(argument);
+  ForEachEntry(reader, {kShellLink}, [](const wchar_t*, const std::wstring& link) { LoggedDeleteFile(link); });
   reader.Rewind();
-  while (reader.Next(line))
-    if (EntryArgument(line, kMadeDir, argument)) RemoveFolderAndEmptyParents(argument);
+  ForEachEntry(reader, {kMadeDir},
+               [](const wchar_t*, const std::wstring& folder) { RemoveFolderAndEmptyParents(folder); });
 }
 
 void RemoveLoggedFiles(const std::wstring& logPath, const std::wstring& installFolder,

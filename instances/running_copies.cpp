@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "instances/instance_manager.h"
+#include "product/product.h"
 #include "sys/handles.h"
 
 namespace {
@@ -24,7 +25,7 @@ BOOL CALLBACK MatchProductWindow(HWND window, LPARAM param) {
   ::GetWindowTextW(window, title, 512);
   if (std::wcscmp(title, L"DDE Server Window") == 0) return TRUE;
   if (std::wcscmp(title, L"OleMainThreadWndName") == 0) return TRUE;
-  if (std::wcsstr(title, L"Quillmark") != title) return TRUE;
+  if (std::wcsstr(title, kProductWord) != title) return TRUE;
   search->found = window;
   return FALSE;
 }

@@ -8,7 +8,7 @@ class COXInstanceManager;
 inline constexpr WPARAM kCloseWithoutAskingParam = 1001;
 
 // The top-level, unowned, non-tool window of processId whose title begins
-// with "Quillmark" (and is neither "DDE Server Window" nor
+// with the product word, kProductWord (and is neither "DDE Server Window" nor
 // "OleMainThreadWndName"); null when there is none.
 HWND FindProcessMainWindow(DWORD processId);
 // Posts WM_CLOSE to that window; FALSE when none is found or it is disabled.

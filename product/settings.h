@@ -12,9 +12,13 @@ struct VersionQuad {
 // (parts above 99 spill into the next part; that is accepted).
 unsigned VersionNumber(const VersionQuad& v);
 
+// What installType holds. The record keeps the number (the folder page's
+// radio buttons stand in this order); every test of it names the type.
+enum class InstallType : int { kCurrentUser = 0, kAllUsers = 1, kPortable = 2 };
+
 struct InstallSettings {
   int installMode = 1;      // 0 wizard, 1 unattended, 2 unattended then the finished page
-  int installType = 1;      // 0 current user, 1 all users, 2 portable
+  int installType = static_cast<int>(InstallType::kAllUsers);
   int desktopIcon = 1;
   int autoStart = 0;
   int runAfter = 0;
@@ -25,6 +29,9 @@ struct InstallSettings {
   int defaultDirUsed = 0;
   VersionQuad newVersion;
   std::wstring sfxFolder;   // "-sfxname=" folder
+
+  InstallType Type() const { return static_cast<InstallType>(installType); }
+  void SetType(InstallType type) { installType = static_cast<int>(type); }
 };
 
 extern InstallSettings installSettings;

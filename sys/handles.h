@@ -1,5 +1,7 @@
 // Move-only owners for Win32 handles, keys, find handles, mapping views,
 // modules and COM pointers: whatever is opened is closed on every path.
+// Closing keeps the thread's last-error value, so that a caller can still ask
+// GetLastError why the call before it failed.
 #pragma once
 #include <windows.h>
 #include <objbase.h>
@@ -26,7 +28,10 @@ class UniqueAny {
   pointer release() noexcept { return std::exchange(value_, Traits::Invalid()); }
   void reset(pointer value = Traits::Invalid()) noexcept {
     pointer old = std::exchange(value_, value);
-    if (old != Traits::Invalid()) Traits::Close(old);
+    if (old == Traits::Invalid()) return;
+    const DWORD error = ::GetLastError();
+    Traits::Close(old);
+    ::SetLastError(error);
   }
   // For out-parameters: closes what is held and hands out the slot.
   pointer* put() noexcept { reset(); return &value_; }

@@ -91,18 +91,13 @@ BOOL IsWindows8OrLater() {
          (windowsVersion.dwMajorVersion == 6 && windowsVersion.dwMinorVersion >= 2);
 }
 
-BOOL IsWow64() {
-  if (!pIsWow64Process) return FALSE;
-  BOOL wow64 = FALSE;
-  pIsWow64Process(::GetCurrentProcess(), &wow64);
-  return wow64;
-}
+BOOL IsWow64() { return IsProcessWow64(nullptr); }
 
 BOOL IsProcessWow64(HANDLE process) {
-  static const IsWow64ProcessFn isWow64Process = LookUp<IsWow64ProcessFn>(L"kernel32", "IsWow64Process");
-  if (!isWow64Process) return FALSE;
+  // Older systems lack the function: it was looked up, not imported.
+  if (!pIsWow64Process) return FALSE;
   BOOL wow64 = FALSE;
-  isWow64Process(process ? process : ::GetCurrentProcess(), &wow64);
+  pIsWow64Process(process ? process : ::GetCurrentProcess(), &wow64);
   return wow64;
 }
 

@@ -21,7 +21,9 @@ std::wstring ShellFolderPath(int csidl);
 BOOL ReadWindowsVersion(OSVERSIONINFOEXW* record);
 BOOL IsVistaOrLater();      // major version 6 or more
 BOOL IsWindows8OrLater();   // above 6, or 6.2 and later
-BOOL IsWow64();             // 32-bit code on 64-bit Windows
+// 32-bit code on 64-bit Windows. Both ask pIsWow64Process, looked up once;
+// FALSE when the system lacks it.
+BOOL IsWow64();
 BOOL IsProcessWow64(HANDLE process);  // null means the current process
 // "ProgramFilesDir" of the machine, else the Windows drive's root plus
 // "Program Files"; never ends in a backslash.

@@ -80,3 +80,14 @@ BOOL WriteRegBinary(HKEY root, const wchar_t* subkey, const wchar_t* name, const
 BOOL WriteRegQword(HKEY root, const wchar_t* subkey, const wchar_t* name, ULONGLONG value) {
   return WriteRegBinary(root, subkey, name, &value, sizeof value);
 }
+
+void ForEachProfile(const std::function<void(HKEY profile)>& action) {
+  // Profile names are security identifiers; 512 characters hold any of them.
+  constexpr DWORD kProfileNameChars = 512;
+  wchar_t name[kProfileNameChars] = {};
+  for (DWORD index = 0; ::RegEnumKeyW(HKEY_USERS, index, name, kProfileNameChars) == ERROR_SUCCESS; ++index) {
+    CKey profile;
+    if (profile.Open(HKEY_USERS, name, KEY_ALL_ACCESS) != ERROR_SUCCESS) continue;
+    action(profile.get());
+  }
+}

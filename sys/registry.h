@@ -2,6 +2,7 @@
 // anything or throws: failure is an empty string, 0 or FALSE.
 #pragma once
 #include <windows.h>
+#include <functional>
 #include <string>
 #include "sys/handles.h"
 
@@ -35,3 +36,8 @@ class CKey {
  private:
   UniqueRegKey key_;
 };
+
+// Calls action with every user profile loaded under HKEY_USERS, opened with
+// full access, in the order the registry lists them; a profile that cannot be
+// opened is skipped.
+void ForEachProfile(const std::function<void(HKEY profile)>& action);

@@ -1,5 +1,7 @@
 #include "sys/safe_load.h"
 
+#include "sys/paths.h"
+
 namespace {
 
 template <typename Fn>
@@ -26,9 +28,7 @@ std::wstring SystemFolderPath(const wchar_t* name) {
   wchar_t folder[MAX_PATH] = {};
   UINT length = ::GetSystemDirectoryW(folder, MAX_PATH);
   if (length == 0 || length >= MAX_PATH) return std::wstring();
-  std::wstring path(folder, length);
-  if (path.back() != L'\\') path += L'\\';
-  return path + name;
+  return JoinPath(std::wstring(folder, length), name);
 }
 
 HMODULE LoadSystemLibrary(const wchar_t* name) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cwchar>
+#include <iterator>
 #include <string>
 
 #include "product/product.h"
@@ -18,15 +19,8 @@ namespace {
 constexpr DWORD kKeyNameChars = 512;
 constexpr DWORD kHandlerBytes = 1024;
 
-constexpr std::array<const wchar_t*, 14> kImageExtensions = {
-    L".bmp", L".dib", L".gif", L".jpg", L".jpeg", L".tif", L".tiff",
-    L".png", L".cmp", L".tga", L".wpg", L".jp2", L".j2k", L".dqm"};
-
-constexpr wchar_t kProductApplication[] = L"Applications\\Qmkview8.exe";
-constexpr wchar_t kSavedHandler[] = L"QmkviewOld";
 constexpr wchar_t kUserChoice[] = L"UserChoice";
 constexpr wchar_t kNativeMessagingHosts[] = L"SOFTWARE\\Mozilla\\NativeMessagingHosts";
-constexpr wchar_t kNativeMessagingHost[] = L"qmrkff";
 
 std::wstring Format(const wchar_t* format, const wchar_t* a, const wchar_t* b = nullptr) {
   wchar_t buffer[kKeyNameChars] = {};
@@ -66,12 +60,7 @@ void RemoveVendorEntries(HKEY root, const std::wstring& productKey, const std::w
 
 void RemoveFromEveryProfile(const std::wstring& productKey, const std::wstring& makerKey,
                             const std::wstring& applicationKey) {
-  wchar_t name[kKeyNameChars] = {};
-  for (DWORD index = 0; ::RegEnumKeyW(HKEY_USERS, index, name, kKeyNameChars) == ERROR_SUCCESS; ++index) {
-    CKey profile;
-    if (profile.Open(HKEY_USERS, name, KEY_ALL_ACCESS) != ERROR_SUCCESS) continue;
-    RemoveVendorEntries(profile.get(), productKey, makerKey, applicationKey);
-  }
+  ForEachProfile([&](HKEY profile) { RemoveVendorEntries(profile, productKey, makerKey, applicationKey); });
 }
 
 void RemoveNativeMessagingHost(HKEY root) {
@@ -85,7 +74,7 @@ struct Association {
   bool product = false;
   std::wstring saved;
 };
-using Associations = std::array<Association, kImageExtensions.size()>;
+using Associations = std::array<Association, std::size(kImageExtensions)>;
 
 // Where the handlers live: the per-user file-extension key with its
 // "Application" value, else the classes root with its default value.
@@ -106,7 +95,7 @@ void SurveyAssociation(HKEY extension, const wchar_t* handlerName, Association& 
     if (Contains(handler, kProductExe)) {
       association.product = true;
       std::wstring previous;
-      if (ReadHandler(extension, kSavedHandler, previous)) association.saved = previous;
+      if (ReadHandler(extension, kSavedHandlerValue, previous)) association.saved = previous;
     } else {
       association.saved = handler;
     }
@@ -114,7 +103,7 @@ void SurveyAssociation(HKEY extension, const wchar_t* handlerName, Association& 
   }
   CKey choice;
   if (choice.Open(extension, kUserChoice, KEY_READ) == ERROR_SUCCESS &&
-      ReadHandler(choice.get(), L"Progid", handler) && Contains(handler, kProductApplication))
+      ReadHandler(choice.get(), L"Progid", handler) && Contains(handler, kApplicationsTarget))
     association.product = true;
 }
 
@@ -135,7 +124,7 @@ bool RestoreAssociation(HKEY extension, const wchar_t* handlerName, const Associ
     LogRegistryDeletion(::RegDeleteKeyW(extension, kUserChoice), std::wstring(L"key ") + kUserChoice);
     changed = true;
   }
-  LogRegistryDeletion(::RegDeleteValueW(extension, kSavedHandler), std::wstring(L"value ") + kSavedHandler);
+  LogRegistryDeletion(::RegDeleteValueW(extension, kSavedHandlerValue), std::wstring(L"value ") + kSavedHandlerValue);
   return changed;
 }
 
@@ -178,7 +167,7 @@ void RemoveRegistryEntries(const wchar_t* maker, const wchar_t* productKey, cons
   DeleteKeyTree(HKEY_LOCAL_MACHINE, application.c_str());
   RemoveFromEveryProfile(product, makerKey, application);
 
-  DeleteKeyTree(HKEY_CLASSES_ROOT, L"QM8.Document");
+  DeleteKeyTree(HKEY_CLASSES_ROOT, kOldDocumentProgId);
   DeleteKeyTree(HKEY_CLASSES_ROOT, kProgId);
 
   CKey uninstall;
@@ -210,7 +199,7 @@ void RestoreFileAssociations() {
   if (!OpenAssociationRoot(root, handlerName)) return;
 
   Associations associations;
-  for (size_t i = 0; i < kImageExtensions.size(); ++i) {
+  for (size_t i = 0; i < std::size(kImageExtensions); ++i) {
     associations[i] = Association();
     CKey extension;
     if (extension.Open(root.get(), kImageExtensions[i], KEY_ALL_ACCESS) == ERROR_SUCCESS)
@@ -218,7 +207,7 @@ void RestoreFileAssociations() {
   }
 
   bool changed = false;
-  for (size_t i = 0; i < kImageExtensions.size(); ++i) {
+  for (size_t i = 0; i < std::size(kImageExtensions); ++i) {
     CKey extension;
     if (extension.Open(root.get(), kImageExtensions[i], KEY_ALL_ACCESS) == ERROR_SUCCESS &&
         RestoreAssociation(extension.get(), handlerName, associations[i]))

@@ -13,7 +13,7 @@ void RemoveRegistryEntries(const wchar_t* maker, const wchar_t* productKey,
                            const wchar_t* uninstallName, const wchar_t* exeName);
 // Gives the image file types the product had taken over back: below Windows
 // 6 the handler the product saved (or none), from 6 on the user's choice is
-// removed. The product's saved "QmkviewOld" values go in every case. Sends
+// removed. The product's saved handler values go in every case. Sends
 // the association-changed notice only when something changed.
 void RestoreFileAssociations();
 // Deletes subKey with everything below it; true when subKey itself went.

@@ -10,6 +10,7 @@
 #include "product/product.h"
 #include "sys/action_log.h"
 #include "sys/deferred_ops.h"
+#include "sys/paths.h"
 #include "sys/platform.h"
 #include "sys/process.h"
 #include "sys/registry.h"
@@ -19,26 +20,21 @@ namespace {
 
 constexpr wchar_t kShellFoldersKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
 constexpr DWORD kShellFolderValueBytes = 1024;
-constexpr DWORD kProfileNameChars = 512;
-
-bool PathExists(const std::wstring& path) {
-  return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
 
 void RemoveProgramGroup(const std::wstring& programsFolder) {
-  std::wstring group = programsFolder + L'\\' + kProductName + L'\\';
+  std::wstring group = JoinFolder(JoinPath(programsFolder, kProductName));
   DeleteMatchingFiles(group, L"*.*");
   LoggedRemoveDirectory(group);
 }
 
 std::wstring ShortcutIn(const std::wstring& folder) {
-  return folder + L'\\' + kProductName + L".lnk";
+  return JoinPath(folder, kProductName) + L".lnk";
 }
 
 void RemoveProductFolders(const std::wstring& installFolder) {
-  std::wstring x64 = installFolder + L"\\x64";
+  std::wstring x64 = JoinPath(installFolder, L"x64");
   if (!LoggedRemoveDirectory(x64)) DeleteAtReboot(x64.c_str());
-  std::wstring x32 = installFolder + L"\\x32";
+  std::wstring x32 = JoinPath(installFolder, L"x32");
   if (!LoggedRemoveDirectory(x32) && PathExists(x32)) DeleteAtReboot(x32.c_str());
   // The x32 test is how the folder removal has always decided; kept as it is.
   if (!LoggedRemoveDirectory(installFolder) && PathExists(x32)) DeleteAtReboot(installFolder.c_str());
@@ -80,15 +76,6 @@ void RemoveProfileShortcuts(HKEY profile) {
   if (!programs.empty()) RemoveProgramGroup(programs);
 }
 
-void RemoveShortcutsOfEveryProfile() {
-  wchar_t name[kProfileNameChars] = {};
-  for (DWORD index = 0; ::RegEnumKeyW(HKEY_USERS, index, name, kProfileNameChars) == ERROR_SUCCESS; ++index) {
-    CKey profile;
-    if (profile.Open(HKEY_USERS, name, KEY_ALL_ACCESS) != ERROR_SUCCESS) continue;
-    RemoveProfileShortcuts(profile.get());
-  }
-}
-
 }  // namespace
 
 void UninstallProcedure(const std::wstring& installFolder) {
@@ -104,5 +91,5 @@ void UninstallProcedure(const std::wstring& installFolder) {
   ::SetCurrentDirectoryW(L"\\");
   RemoveProductFolders(installFolder);
   RemoveCommonShortcuts();
-  RemoveShortcutsOfEveryProfile();
+  ForEachProfile(RemoveProfileShortcuts);
 }

@@ -2,29 +2,22 @@
 
 #include <shlobj.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "product/product.h"
 #include "product/settings.h"
 #include "res/resource.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
 #include "ui/message_box.h"
 #include "ui/strings.h"
 
 namespace {
 
-constexpr int kPortableType = 2;
-
 // Set once a folder was browsed for while the portable type was selected, so
 // that switching types back and forth keeps showing it.
 bool portableFolderChosen = false;
-
-std::wstring JoinPath(const std::wstring& folder, const std::wstring& name) {
-  if (!folder.empty() && (folder.back() == L'\\' || folder.back() == L'/')) return folder + name;
-  return folder + L"\\" + name;
-}
-
-bool PathExists(const std::wstring& path) {
-  return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
 
 bool FolderHasEntries(const std::wstring& folder) {
   WIN32_FIND_DATAW data;
@@ -90,7 +83,7 @@ BOOL CFolderDlg::DestroyWindow() {
 void CFolderDlg::Refresh() {
   UpdateData(TRUE);
   CControl hint(GetDlgItem(IDC_FOLDER_HINT));
-  if (typeIndex_ != kPortableType) {
+  if (SelectedType() != InstallType::kPortable) {
     destination_.SetText(installSettings.installDir);
     bool hasCopy = installSettings.defaultDirUsed == 0 &&
                    PathExists(JoinPath(installSettings.installDir, kProductExe));
@@ -127,13 +120,14 @@ void CFolderDlg::Browse() {
 void CFolderDlg::ApplyChosenFolder(std::wstring path) {
   // A folder just made in the browser and left empty does not survive.
   ::RemoveDirectoryW(path.c_str());
-  if (PathExists(JoinPath(path, L"Qmkview5.exe")) || PathExists(JoinPath(path, L"Qmkview6.exe"))) {
+  if (std::any_of(std::begin(kOlderGenerationExes), std::end(kOlderGenerationExes),
+                  [&](const wchar_t* exe) { return PathExists(JoinPath(path, exe)); })) {
     AppMessageBox(IDS_OLDER_GENERATION, MB_OK | MB_ICONEXCLAMATION);
     return;
   }
   UpdateData(TRUE);
   bool append;
-  if (typeIndex_ == kPortableType)
+  if (SelectedType() == InstallType::kPortable)
     append = true;
   else if (PathExists(JoinPath(path, kProductExe)))
     append = false;
@@ -143,6 +137,6 @@ void CFolderDlg::ApplyChosenFolder(std::wstring path) {
 
   installSettings.installDir = path;
   destination_.SetText(path);
-  if (typeIndex_ == kPortableType) portableFolderChosen = true;
+  if (SelectedType() == InstallType::kPortable) portableFolderChosen = true;
   Refresh();
 }

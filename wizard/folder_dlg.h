@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <string>
 
+#include "product/settings.h"
 #include "ui/dialog.h"
 
 class CFolderDlg : public CDialog {
@@ -14,7 +15,7 @@ class CFolderDlg : public CDialog {
   // stores the install type and destroys the page.
   BOOL DestroyWindow() override;
   // What Browse does with the folder the user picked: refuses a folder of an
-  // older generation (string 14), else appends "Quillmark 8" where the folder
+  // older generation (string 14), else appends the product name where the folder
   // is not fit as it stands and makes the result installDir.
   void ApplyChosenFolder(std::wstring path);
 
@@ -26,6 +27,8 @@ class CFolderDlg : public CDialog {
  private:
   void Refresh();
   void Browse();
+  // The type of the checked radio button: they stand in the order of the types.
+  InstallType SelectedType() const { return static_cast<InstallType>(typeIndex_); }
 
   std::wstring savedHint_;
   CControl destination_;

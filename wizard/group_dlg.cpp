@@ -6,6 +6,7 @@
 
 #include "product/settings.h"
 #include "res/resource.h"
+#include "sys/paths.h"
 #include "sys/platform.h"
 #include "ui/message_box.h"
 
@@ -18,16 +19,11 @@ std::wstring Trimmed(const std::wstring& text) {
   return text.substr(first, last - first);
 }
 
-std::wstring Lowered(std::wstring text) {
-  if (!text.empty()) ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
-  return text;
-}
-
 // The folder's own name (behind its last backslash), lower-cased.
 std::wstring LoweredFolderName(int csidl) {
   std::wstring path = ShellFolderPath(csidl);
   size_t slash = path.rfind(L'\\');
-  return Lowered(slash == std::wstring::npos ? path : path.substr(slash + 1));
+  return LowerCase(slash == std::wstring::npos ? path : path.substr(slash + 1));
 }
 
 }  // namespace
@@ -58,7 +54,7 @@ BOOL CGroupDlg::DestroyWindow() {
     return 0;
   }
   // A group named like a start-up folder would put the shortcuts into it.
-  std::wstring name = Lowered(groupName_);
+  std::wstring name = LowerCase(groupName_);
   if (name == LoweredFolderName(CSIDL_STARTUP) || name == LoweredFolderName(CSIDL_COMMON_STARTUP)) {
     AppMessageBox(IDS_GROUP_IS_STARTUP, MB_OK | MB_ICONEXCLAMATION);
     return 0;

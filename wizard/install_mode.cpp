@@ -5,6 +5,8 @@
 #include "product/exit_codes.h"
 #include "product/product.h"
 #include "sys/action_log.h"
+#include "sys/paths.h"
+#include "sys/platform.h"
 #include "sys/process.h"
 #include "sys/privileges.h"
 #include "wizard/version_info.h"
@@ -12,15 +14,13 @@
 
 namespace {
 
-constexpr int kFinishedPage = 4;
-
 void ChooseDestination(const std::vector<std::wstring>& argv, InstallSettings& settings) {
   settings.installDir = ExistingInstallFolder();
   settings.sourceDir = OwnModuleFolder();
   if (std::optional<std::wstring> folder = ParseInstallOptions(argv, settings))
     settings.installDir = *folder;
   if (settings.installDir.empty()) {
-    settings.installDir = DefaultBaseFolder() + L"\\" + kProductName;
+    settings.installDir = JoinPath(ProgramFilesDir(), kProductName);
     settings.defaultDirUsed = 1;
   }
 }
@@ -30,9 +30,10 @@ void ChooseDestination(const std::vector<std::wstring>& argv, InstallSettings& s
 void RunUnattendedInstall(InstallSettings& settings) {
   // A fresh install without a folder is always for all users, whatever the
   // options asked for.
-  if (settings.defaultDirUsed == 1) settings.installType = 1;
+  if (settings.defaultDirUsed == 1) settings.SetType(InstallType::kAllUsers);
   RunInstall();
-  if (settings.installMode == 2) RunWizard(kFinishedPage);
+  // From the ready page the frame moves on to the finished one.
+  if (settings.installMode == 2) RunWizard(WizardPage::kReady);
 }
 
 bool RunAfterSetup(const InstallSettings& settings) {
@@ -48,7 +49,7 @@ bool RunAfterSetup(const InstallSettings& settings) {
     return true;
   }
   // The bare path, unquoted, is the command line the product always got.
-  const std::wstring product = settings.installDir + L"\\" + kProductExe;
+  const std::wstring product = JoinPath(settings.installDir, kProductExe);
   StartProcess(product, product, settings.installDir.c_str());
   return false;
 }
@@ -60,14 +61,14 @@ int RunInstallModeEntry(const std::vector<std::wstring>& argv) {
   if (settings.defaultDirUsed == 0) {
     if (!AdoptExistingInstallation(settings)) return kExitOk;
   } else {
-    settings.newVersion = ReadFileVersion(settings.sourceDir + L"\\" + kProductExe);
+    settings.newVersion = ReadFileVersion(JoinPath(settings.sourceDir, kProductExe));
   }
   if (PackageIsDamaged(settings)) {
     SetupDamagedAbort();
     return kExitCancelled;
   }
   if (settings.installMode == 0) {
-    if (RunWizard(-1) != IDOK) return kExitCancelled;
+    if (RunWizard(WizardPage::kNone) != IDOK) return kExitCancelled;
   } else {
     RunUnattendedInstall(settings);
   }

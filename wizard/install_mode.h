@@ -37,11 +37,11 @@ int ExistingInstallType();
 // matches or the log cannot be opened. The folders are compared lower-cased.
 std::wstring RecoverGroupFromLog(const std::wstring& logPath, std::wstring programsFolder,
                                  std::wstring startupFolder, std::wstring groupName);
-// The same for an installation folder: its "QmkUnInst.log", else
-// "install.log", with the shell folders of installType.
+// The same for an installation folder: its journal, else the
+// earlier version's, with the shell folders of installType.
 std::wstring RecoverGroupName(const std::wstring& installDir, int installType,
                               const std::wstring& groupName);
-// 1 when "Quillmark 8.lnk" lies in either start-up folder, else 0. Probes
+// 1 when the product's shortcut lies in either start-up folder, else 0. Probes
 // the common folder with a temporary "h5t" file first.
 int DetectAutoStart(const std::wstring& commonStartup, const std::wstring& userStartup);
 // Takes over what an existing installation (or a given folder) holds: the

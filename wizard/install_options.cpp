@@ -10,6 +10,7 @@
 #include "product/exit_codes.h"
 #include "sys/action_log.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
 #include "sys/platform.h"
 #include "sys/registry.h"
 #include "ui/app.h"
@@ -25,12 +26,7 @@ namespace {
 
 // The shortcut the start-up folders hold when auto-start is on.
 std::wstring StartupLinkIn(const std::wstring& folder) {
-  return folder + L"\\" + kProductName + L".lnk";
-}
-
-std::wstring Lower(std::wstring text) {
-  if (!text.empty()) ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
-  return text;
+  return JoinPath(folder, kProductName) + L".lnk";
 }
 
 bool EqualsNoCase(const std::wstring& a, const wchar_t* b) {
@@ -38,14 +34,6 @@ bool EqualsNoCase(const std::wstring& a, const wchar_t* b) {
 }
 
 bool EndsWith(const std::wstring& text, wchar_t c) { return !text.empty() && text.back() == c; }
-
-std::wstring ProductExeIn(const std::wstring& folder) {
-  return folder + L"\\" + kProductExe;
-}
-
-bool FileExists(const std::wstring& path) {
-  return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
 
 // A write test of folder: creates a temporary file and removes it again.
 // Nobody looks at its outcome.
@@ -83,7 +71,7 @@ std::optional<std::wstring> ParseInstallOptions(const std::vector<std::wstring>&
     // argument after a folder option is examined as an option as well.
     if (arg.rfind(L"-inst", 0) == 0) {
       if (arg == L"-instport") {
-        settings.installType = 2;
+        settings.SetType(InstallType::kPortable);
         if (hasNext) folder = CleanFolderArgument(argv[i + 1]);
       } else if (arg == L"-instdir") {
         if (hasNext) folder = CleanFolderArgument(argv[i + 1]);
@@ -91,7 +79,7 @@ std::optional<std::wstring> ParseInstallOptions(const std::vector<std::wstring>&
     } else if (EqualsNoCase(arg, L"-runafter")) {
       settings.runAfter = 1;
     } else if (EqualsNoCase(arg, L"-allusers")) {
-      if (settings.installType == 0) settings.installType = 1;
+      if (settings.Type() == InstallType::kCurrentUser) settings.SetType(InstallType::kAllUsers);
     } else if (EqualsNoCase(arg, L"-autostart")) {
       settings.autoStart = 1;
     } else if (EqualsNoCase(arg, L"-nodeskico")) {
@@ -119,40 +107,36 @@ bool ConfirmVersionChange(int installMode, const VersionQuad& installed,
 }
 
 int ExistingInstallType() {
-  return ReadRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers") == L"B" ? 1 : 0;
+  const bool allUsers = ReadRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers") == L"B";
+  return static_cast<int>(allUsers ? InstallType::kAllUsers : InstallType::kCurrentUser);
 }
 
 std::wstring RecoverGroupFromLog(const std::wstring& logPath, std::wstring programsFolder,
                                  std::wstring startupFolder, std::wstring groupName) {
-  LogReader log(logPath);
-  if (!log.IsOpen()) return groupName;
-  if (!EndsWith(programsFolder, L'\\')) programsFolder += L'\\';
-  programsFolder = Lower(programsFolder);
-  startupFolder = Lower(startupFolder);
-  std::wstring line, linkPath;
-  while (log.Next(line)) {
-    if (!EntryArgument(line, kShellLink, linkPath)) continue;
-    std::wstring lowered = Lower(linkPath);
-    if (lowered.rfind(programsFolder, 0) != 0) continue;
-    if (lowered.find(startupFolder) != std::wstring::npos) continue;
+  programsFolder = LowerCase(JoinFolder(programsFolder));
+  startupFolder = LowerCase(startupFolder);
+  ForEachEntry(logPath, kShellLink, [&](const std::wstring& linkPath) {
+    std::wstring lowered = LowerCase(linkPath);
+    if (lowered.rfind(programsFolder, 0) != 0) return;
+    if (lowered.find(startupFolder) != std::wstring::npos) return;
     std::wstring rest = linkPath.substr(programsFolder.size());
     if (EndsWith(rest, L'\\')) rest.pop_back();
     size_t slash = rest.find_last_of(L'\\');
     groupName = slash == std::wstring::npos || slash == 0 ? std::wstring() : rest.substr(0, slash);
-  }
+  });
   return groupName;
 }
 
 std::wstring RecoverGroupName(const std::wstring& installDir, int installType,
                               const std::wstring& groupName) {
-  std::wstring logPath = installDir + L"\\" + kJournalName;
-  if (!LogReader(logPath).IsOpen()) logPath = installDir + L"\\" + kOldJournalName;
+  std::wstring logPath = JoinPath(installDir, kJournalName);
+  if (!LogReader(logPath).IsOpen()) logPath = JoinPath(installDir, kOldJournalName);
   if (!LogReader(logPath).IsOpen()) return groupName;
   std::wstring programs, startup;
-  if (installType == 1) {
+  if (static_cast<InstallType>(installType) == InstallType::kAllUsers) {
     programs = ShellFolderPath(CSIDL_COMMON_PROGRAMS);
     startup = ShellFolderPath(CSIDL_COMMON_STARTUP);
-  } else if (installType == 0) {
+  } else if (static_cast<InstallType>(installType) == InstallType::kCurrentUser) {
     programs = ShellFolderPath(CSIDL_PROGRAMS);
     startup = ShellFolderPath(CSIDL_STARTUP);
   }
@@ -161,16 +145,16 @@ std::wstring RecoverGroupName(const std::wstring& installDir, int installType,
 
 int DetectAutoStart(const std::wstring& commonStartup, const std::wstring& userStartup) {
   if (commonStartup.size() > 4) ProbeFolderWithTempFile(commonStartup);
-  if (commonStartup.size() > 4 && FileExists(StartupLinkIn(commonStartup))) return 1;
-  if (userStartup.size() >= 5 && FileExists(StartupLinkIn(userStartup))) return 1;
+  if (commonStartup.size() > 4 && PathExists(StartupLinkIn(commonStartup))) return 1;
+  if (userStartup.size() >= 5 && PathExists(StartupLinkIn(userStartup))) return 1;
   return 0;
 }
 
 bool AdoptExistingInstallation(InstallSettings& settings) {
-  VersionQuad installed = ReadFileVersion(ProductExeIn(settings.installDir));
-  settings.newVersion = ReadFileVersion(ProductExeIn(settings.sourceDir));
+  VersionQuad installed = ReadFileVersion(JoinPath(settings.installDir, kProductExe));
+  settings.newVersion = ReadFileVersion(JoinPath(settings.sourceDir, kProductExe));
   if (!ConfirmVersionChange(settings.installMode, installed, settings.newVersion)) return false;
-  if (settings.installType < 2) settings.installType = ExistingInstallType();
+  if (settings.Type() != InstallType::kPortable) settings.installType = ExistingInstallType();
   settings.groupName = RecoverGroupName(settings.installDir, settings.installType, settings.groupName);
   settings.autoStart = DetectAutoStart(ShellFolderPath(CSIDL_COMMON_STARTUP),
                                        ShellFolderPath(CSIDL_STARTUP));
@@ -179,7 +163,7 @@ bool AdoptExistingInstallation(InstallSettings& settings) {
 
 bool PackageIsDamaged(const InstallSettings& settings) {
   return settings.newVersion.major == 0 ||
-         !FileExists(settings.sourceDir + L"\\" + kJournalName);
+         !PathExists(JoinPath(settings.sourceDir, kJournalName));
 }
 
 void SetupDamagedAbort() {

@@ -25,11 +25,10 @@ namespace {
 std::wstring nextButtonText;
 std::wstring cancelButtonText;
 
-constexpr int kAgreementIndex = 1;
-constexpr int kGroupIndex = 3;
-constexpr int kInstallIndex = 5;
-constexpr int kFinishIndex = 6;
-constexpr int kPortableType = 2;
+// The page steps away from page.
+WizardPage Advanced(WizardPage page, int steps) {
+  return static_cast<WizardPage>(static_cast<int>(page) + steps);
+}
 
 // Replaces every occurrence of what in text by with.
 std::wstring ReplaceAll(std::wstring text, const std::wstring& what, const std::wstring& with) {
@@ -148,34 +147,36 @@ bool CSetupDlg::OnClicked(int id) {
 void CSetupDlg::PreviousPage() {
   // The index drops before the page is asked to close: a page that refuses
   // stays on screen with the index already lowered.
-  pageIndex_ -= 2;
-  if (pageIndex_ == 2 && installSettings.installType == kPortableType) pageIndex_ = 1;
+  pageIndex_ = Advanced(pageIndex_, -2);
+  if (pageIndex_ == WizardPage::kFolder && installSettings.Type() == InstallType::kPortable)
+    pageIndex_ = WizardPage::kAgreement;
   NextPage();
 }
 
 void CSetupDlg::NextPage() {
-  if (page_ && pageIndex_ < kInstallIndex) {
+  if (page_ && pageIndex_ < WizardPage::kInstall) {
     if (!page_->DestroyWindow()) return;
     page_.reset();
   }
-  ++pageIndex_;
-  if (pageIndex_ == kGroupIndex && installSettings.installType == kPortableType) ++pageIndex_;
+  pageIndex_ = Advanced(pageIndex_, 1);
+  if (pageIndex_ == WizardPage::kGroup && installSettings.Type() == InstallType::kPortable)
+    pageIndex_ = Advanced(pageIndex_, 1);
   if (savedCaption_.empty()) savedCaption_ = GetWindowText();
-  if (pageIndex_ != kAgreementIndex) {
+  if (pageIndex_ != WizardPage::kAgreement) {
     next_.SetText(nextButtonText);
     cancel_.SetText(cancelButtonText);
   }
-  if (pageIndex_ == kFinishIndex) {
+  if (pageIndex_ == WizardPage::kEnd) {
     FinishWizard();
     return;
   }
   CreatePage();
-  if (pageIndex_ == kAgreementIndex) {
+  if (pageIndex_ == WizardPage::kAgreement) {
     EnterAgreement();
     return;
   }
-  if (pageIndex_ == 0) back_.Show(false);
-  if (pageIndex_ == kInstallIndex) RunInstallStep();
+  if (pageIndex_ == WizardPage::kWelcome) back_.Show(false);
+  if (pageIndex_ == WizardPage::kInstall) RunInstallStep();
   CommonTail();
 }
 
@@ -183,12 +184,12 @@ bool CSetupDlg::CreatePage() {
   HWND frame = GetSafeHwnd();
   UINT templateId = 0;
   switch (pageIndex_) {
-    case 0: page_ = NewPage<CIntoDlg>(frame); templateId = IDD_INTRO; break;
-    case 1: page_ = NewPage<CAgreementDlg>(frame); templateId = IDD_AGREEMENT; break;
-    case 2: page_ = NewPage<CFolderDlg>(frame); templateId = IDD_FOLDER; break;
-    case 3: page_ = NewPage<CGroupDlg>(frame); templateId = IDD_GROUP; break;
-    case 4:
-    case 5: page_ = NewPage<CStartDlg>(frame); templateId = IDD_START; break;
+    case WizardPage::kWelcome: page_ = NewPage<CIntoDlg>(frame); templateId = IDD_INTRO; break;
+    case WizardPage::kAgreement: page_ = NewPage<CAgreementDlg>(frame); templateId = IDD_AGREEMENT; break;
+    case WizardPage::kFolder: page_ = NewPage<CFolderDlg>(frame); templateId = IDD_FOLDER; break;
+    case WizardPage::kGroup: page_ = NewPage<CGroupDlg>(frame); templateId = IDD_GROUP; break;
+    case WizardPage::kReady:
+    case WizardPage::kInstall: page_ = NewPage<CStartDlg>(frame); templateId = IDD_START; break;
     default: page_.reset(); break;
   }
   if (page_ && !page_->Create(templateId, frame)) page_.reset();
@@ -229,7 +230,7 @@ void CSetupDlg::RunInstallStep() {
     runAfter.SetCheck(BST_CHECKED);
   }
   next_.SetText(LoadStr(IDS_FINISH));
-  if (installSettings.installType != kPortableType) {
+  if (installSettings.Type() != InstallType::kPortable) {
     item(IDC_INSTALLING).Show(false);
     runAfter.Show(true);
   } else {
@@ -237,8 +238,8 @@ void CSetupDlg::RunInstallStep() {
         FormatStr(LoadStr(IDS_PORTABLE_RUN_HINT).c_str(), ParentOfInstallDir().c_str()));
   }
   const VersionQuad& version = installSettings.newVersion;
-  std::wstring versioned = FormatStr(L"Quillmark 8.%02d.%02d", static_cast<int>(version.minor),
-                                     static_cast<int>(version.release));
+  std::wstring versioned = FormatStr((std::wstring(kProductName) + L".%02d.%02d").c_str(),
+                                     static_cast<int>(version.minor), static_cast<int>(version.release));
   item(IDC_READY).SetText(ReplaceAll(LoadStr(IDS_INSTALLED_OK), kProductName, versioned));
   item(IDC_READY_HINT).SetText(LoadStr(installSettings.restartNeeded == 1 ? IDS_RESTART_NEEDED
                                                                           : IDS_PRESS_FINISH));

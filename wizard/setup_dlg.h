@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "ui/dialog.h"
+#include "wizard/wizard.h"
 
 // What the installing step calls; RunInstall unless a test puts its own here.
 using InstallRunner = int (*)();
@@ -17,9 +18,10 @@ class CSetupDlg : public CDialog {
   explicit CSetupDlg(HWND parent = nullptr);
   ~CSetupDlg() override;
 
-  // Set before DoModal to start elsewhere: 4 opens the finished page.
-  void SetPageIndex(int index) { pageIndex_ = index; }
-  int PageIndex() const { return pageIndex_; }
+  // Set before DoModal to start elsewhere: the frame opens the page after
+  // index (WizardPage::kReady: the finished page).
+  void SetPageIndex(WizardPage index) { pageIndex_ = index; }
+  WizardPage PageIndex() const { return pageIndex_; }
   // The page on screen; null between pages.
   CDialog* CurrentPage() const { return page_.get(); }
 
@@ -47,7 +49,7 @@ class CSetupDlg : public CDialog {
   CControl picture_;
   CControl back_;
   CControl next_;
-  int pageIndex_ = -1;
+  WizardPage pageIndex_ = WizardPage::kNone;
   std::unique_ptr<CDialog> page_;
   std::wstring savedCaption_;
 

@@ -24,12 +24,14 @@ void InitWizardControls() {
 
 }  // namespace
 
-INT_PTR RunWizard(int presetIndex) {
+INT_PTR RunWizard(WizardPage preset) {
   InitWizardControls();
 
   CSetupDlg frame(nullptr);
-  if (presetIndex >= 0) frame.SetPageIndex(presetIndex);
+  if (preset > WizardPage::kNone) frame.SetPageIndex(preset);
   INT_PTR result = frame.DoModal();
   if (CWinApp* app = CWinApp::Current()) app->SetMainWindow(nullptr);
   return result;
 }
+
+INT_PTR RunWizard(int presetIndex) { return RunWizard(static_cast<WizardPage>(presetIndex)); }
