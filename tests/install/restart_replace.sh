@@ -4,7 +4,7 @@
 set -euo pipefail
 phase() {  # phase N: runs that one (disabled) test, which must run and pass
   local out
-  out=$(wine "$QM_BIN_DIR/install_file_tests.exe" --gtest_also_run_disabled_tests --gtest_filter="*DISABLED_Phase$1*")
+  out=$(wine "$QM_BIN_DIR/install_tests.exe" --gtest_also_run_disabled_tests --gtest_filter="*DISABLED_Phase$1*")
   echo "$out"
   grep -q '^\[  PASSED  \] 1 test' <<<"$out"
 }
