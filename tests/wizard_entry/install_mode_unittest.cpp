@@ -1,11 +1,13 @@
 // What the install-mode entry reads from the machine that the end-to-end runs
 // (tests/e2e) do not vary: App Paths, "AllUsers" spelling, version prompts by
-// mode, the journal's group lines, the auto-start probe, and the restart.
+// mode, the journal's group lines, the auto-start probe, the agreement file and
+// the restart.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <shlobj.h>
 
 #include <utility>
+#include <vector>
 
 #include "app/product.h"
 #include "install/registration.h"
@@ -14,6 +16,7 @@
 #include "sys/privileges.h"
 #include "sys/registry.h"
 #include "tests/support/test_support.h"
+#include "wizard/agreement_dlg.h"
 #include "wizard/install_mode.h"
 
 using qmtest::TempDir;
@@ -141,33 +144,67 @@ TEST(DetectAutoStart, FindsTheStartupShortcut) {
   qmtest::RemoveTree(shortFolder);
 }
 
+// "agreement.txt" is shown as raw UTF-16LE: byte-order mark kept, an odd last
+// byte dropped; an empty, one-byte or missing file shows nothing.
+TEST(ReadAgreementText, RawUtf16) {
+  TempDir dir;
+  const std::pair<std::string, std::wstring> cases[] = {
+      {std::string("\xFF\xFE" "A\0g\0r\0e\0e\0\x0A\x04" "Z", 15), L"\xFEFF" L"Agree\x040A"}, {"x", L""}, {"", L""}};
+  for (const auto& [bytes, text] : cases) {
+    WriteText(dir / L"agreement.txt", bytes);
+    EXPECT_EQ(ReadAgreementText((dir / L"agreement.txt").c_str()), text) << bytes.size();
+  }
+  EXPECT_EQ(ReadAgreementText((dir / L"missing.txt").c_str()), L"");
+}
+
 namespace {
-std::vector<UINT> exitWindowsFlags;
-BOOL WINAPI FakeExitWindows(UINT flags, DWORD) {
-  exitWindowsFlags.push_back(flags);
+std::vector<std::pair<UINT, DWORD>> exitCalls;
+bool shutdownEnabledAtExit = false;
+
+// Switches the shutdown privilege of this process's token, or tells whether it is on.
+bool ShutdownPrivilege(int enable = -1) {
+  UniqueHandle token;
+  TOKEN_PRIVILEGES privileges = {1, {{{}, 0}}};
+  ::LookupPrivilegeValueW(nullptr, SE_SHUTDOWN_NAME, &privileges.Privileges[0].Luid);
+  if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.put())) return false;
+  if (enable >= 0) {
+    privileges.Privileges[0].Attributes = enable ? SE_PRIVILEGE_ENABLED : 0;
+    return ::AdjustTokenPrivileges(token.get(), FALSE, &privileges, sizeof privileges, nullptr, nullptr);
+  }
+  std::vector<BYTE> buffer(4096);
+  DWORD size = 0;
+  ::GetTokenInformation(token.get(), TokenPrivileges, buffer.data(), 4096, &size);
+  const auto* held = reinterpret_cast<const TOKEN_PRIVILEGES*>(buffer.data());
+  const LUID wanted = privileges.Privileges[0].Luid;
+  for (DWORD i = 0; i < held->PrivilegeCount; ++i)
+    if (held->Privileges[i].Luid.LowPart == wanted.LowPart && held->Privileges[i].Luid.HighPart == wanted.HighPart)
+      return held->Privileges[i].Attributes & SE_PRIVILEGE_ENABLED;
+  return false;
+}
+
+BOOL WINAPI RecordExit(UINT flags, DWORD reason) {
+  exitCalls.push_back({flags, reason});
+  shutdownEnabledAtExit = ShutdownPrivilege();
   return TRUE;
 }
 }  // namespace
 
-// With a restart pending "-runafter" restarts Windows instead of starting the installed product
-// (the start itself: e2e); without "-runafter" nothing happens.
+// With a restart pending "-runafter" asks for a planned restart, the shutdown
+// privilege enabled first, instead of starting the installed product (that
+// start: e2e); without "-runafter" nothing happens.
 TEST(RunAfterSetup, RestartsWhenARestartIsPending) {
-  TempDir installed(L"qm run after"), traceDir;
-  ASSERT_TRUE(::CopyFileW((qmtest::BinDir() + L"\\standin-8.5.3.0\\Qmkview8.exe").c_str(),
-                          (installed / L"Qmkview8.exe").c_str(), FALSE));
-  std::wstring trace = traceDir / L"trace.log";
-  ::SetEnvironmentVariableW(L"QM_TRACE_FILE", trace.c_str());
-  ExitWindowsFn saved = std::exchange(pExitWindowsEx, FakeExitWindows);
+  ASSERT_TRUE(ShutdownPrivilege(0));
+  ASSERT_FALSE(ShutdownPrivilege());
+  ExitWindowsFn saved = std::exchange(pExitWindowsEx, RecordExit);
   InstallSettings settings;
-  settings.installDir = installed.path();
+  settings.installDir = L"C:\\no such folder";  // a start of the product would fail: nothing is left running
   settings.restartNeeded = 1;
   RunAfterSetup(settings);
   settings.runAfter = 1;
   RunAfterSetup(settings);
   pExitWindowsEx = saved;
-  ::Sleep(1500);
-  ::SetEnvironmentVariableW(L"QM_TRACE_FILE", nullptr);
-  EXPECT_EQ(qmtest::ReadFileBytes(trace).find("started"), std::string::npos);
-  ASSERT_EQ(exitWindowsFlags.size(), 1u);
-  EXPECT_TRUE(exitWindowsFlags[0] & EWX_REBOOT);
+  ASSERT_EQ(exitCalls.size(), 1u);
+  EXPECT_EQ(exitCalls[0].first, static_cast<UINT>(EWX_REBOOT));
+  EXPECT_EQ(exitCalls[0].second, 0x80040002u);  // planned, application: installation
+  EXPECT_TRUE(shutdownEnabledAtExit);
 }
