@@ -1,8 +1,8 @@
 #include "tests/support/test_support.h"
 
 #include <filesystem>
+#include <fstream>
 
-#include "sys/handles.h"
 #include "ui/message_box.h"
 
 namespace qmtest {
@@ -64,43 +64,36 @@ TempDir::TempDir(const std::wstring& name) {
   while (!::CreateDirectoryW(path_.c_str(), nullptr));
 }
 
-TempDir::~TempDir() { RemoveTree(path_); }
-
-bool RemoveTree(const std::wstring& path) {
+// Read-only files are made writable first, so that they can go too.
+TempDir::~TempDir() {
   std::error_code error;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(path, error))
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(path_, error))
     ::SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
-  std::filesystem::remove_all(path, error);
-  return !DirExists(path);
+  std::filesystem::remove_all(path_, error);
 }
 
 bool FileExists(const std::wstring& path) {
-  DWORD attributes = ::GetFileAttributesW(path.c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+  std::error_code error;
+  return std::filesystem::is_regular_file(path, error);
 }
 
 bool DirExists(const std::wstring& path) {
-  DWORD attributes = ::GetFileAttributesW(path.c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+  std::error_code error;
+  return std::filesystem::is_directory(path, error);
 }
 
 bool WriteFileBytes(const std::wstring& path, const std::string& bytes) {
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
-  UniqueFileHandle file(::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
-  DWORD written = 0;
-  return file && ::WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
-         written == bytes.size();
+  std::ofstream file(std::filesystem::path(path), std::ios::binary | std::ios::trunc);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  return !file.fail();
 }
 
 std::string ReadFileBytes(const std::wstring& path) {
-  const DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-  UniqueFileHandle file(::CreateFileW(path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr));
-  std::string bytes;
-  char buffer[65536];
-  DWORD read = 0;
-  while (file && ::ReadFile(file.get(), buffer, sizeof buffer, &read, nullptr) && read > 0) bytes.append(buffer, read);
-  return bytes;
+  std::ifstream file(std::filesystem::path(path), std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 std::string Narrow(const std::wstring& text) {
@@ -108,23 +101,6 @@ std::string Narrow(const std::wstring& text) {
   bytes.resize(::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
                                      static_cast<int>(bytes.size()), nullptr, nullptr));
   return bytes;
-}
-
-int RunProcess(const std::wstring& commandLine, DWORD timeoutMs) {
-  std::wstring buffer = commandLine;
-  STARTUPINFOW startup = {sizeof startup};
-  PROCESS_INFORMATION process = {};
-  if (!::CreateProcessW(nullptr, buffer.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-    return -1;
-  UniqueHandle processHandle(process.hProcess), threadHandle(process.hThread);
-  if (::WaitForSingleObject(processHandle.get(), timeoutMs) != WAIT_OBJECT_0) {
-    ::TerminateProcess(processHandle.get(), 259);
-    ::WaitForSingleObject(processHandle.get(), INFINITE);
-    return -2;
-  }
-  DWORD code = 0;
-  ::GetExitCodeProcess(processHandle.get(), &code);
-  return static_cast<int>(code);
 }
 
 int PendingIndex(const std::wstring& source, const std::wstring& target) {
@@ -140,18 +116,6 @@ size_t PendingUnder(const std::wstring& folder) {
   size_t count = 0;
   for (size_t i = 0; i + 1 < list.size(); i += 2) count += IsUnder(list[i], folder);
   return count;
-}
-
-void ForgetPendingUnder(const std::wstring& folder) {
-  std::vector<std::wstring> list = PendingList();
-  std::wstring kept;
-  for (size_t i = 0; i + 1 < list.size(); i += 2)
-    if (!IsUnder(list[i], folder)) kept += list[i] + L'\0' + list[i + 1] + L'\0';
-  if (kept.empty())
-    ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager, kPendingValue);
-  else
-    ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, kSessionManager, kPendingValue, REG_MULTI_SZ, kept.c_str(),
-                      static_cast<DWORD>((kept.size() + 1) * sizeof(wchar_t)));
 }
 
 MessageBoxRecorder::MessageBoxRecorder() {

@@ -28,8 +28,6 @@ class TempDir {
  private:
   std::wstring path_;
 };
-// Removes a folder tree; true when it is gone.
-bool RemoveTree(const std::wstring& path);
 bool FileExists(const std::wstring& path);
 bool DirExists(const std::wstring& path);
 // Writes bytes (the folders are made) / reads a whole file ("" when missing).
@@ -37,18 +35,11 @@ bool WriteFileBytes(const std::wstring& path, const std::string& bytes);
 std::string ReadFileBytes(const std::wstring& path);
 std::string Narrow(const std::wstring& text);
 
-// Starts a program (quoted by the caller as needed) and waits up to timeoutMs
-// for it; returns its exit code, or -1 when it did not start, -2 on timeout
-// (the process is then terminated).
-int RunProcess(const std::wstring& commandLine, DWORD timeoutMs = 60000);
-
 // PendingFileRenameOperations: the index of the operation that moves source
 // to target (an empty target: deletion), or -1. Paths compare without case.
 int PendingIndex(const std::wstring& source, const std::wstring& target = L"");
 // Number of pending operations whose source lies in or below folder.
 size_t PendingUnder(const std::wstring& folder);
-// Drops those operations, so that tests leave no restart work behind.
-void ForgetPendingUnder(const std::wstring& folder);
 
 // Records every message box the program would show and answers from a queue
 // (IDOK when the queue is empty). Installed for the object's lifetime.
