@@ -39,7 +39,6 @@ class FileInstallTest : public testing::Test {
     ::CreateDirectoryW(src_.c_str(), nullptr);
     ::CreateDirectoryW(dst_.c_str(), nullptr);
   }
-  void TearDown() override { qmtest::ForgetPendingUnder(root_.path()); }
 
   qmtest::SettingsRestorer restorer_;
   qmtest::TempDir root_{L"qm install files"};
@@ -133,49 +132,26 @@ TEST_P(InstallScriptTest, EveryEntryKindLandsWhereItShould) {
 INSTANTIATE_TEST_SUITE_P(InstallTypes, InstallScriptTest, testing::Values(1, 2),
                          [](const auto& info) { return std::string(info.param == 2 ? "Portable" : "Installed"); });
 
-// Run only by restart_replace.sh, before and after a Wine restart: a folder
-// that outlives the test program, with targets in the package's find order.
-std::wstring RestartFolder() {
-  wchar_t temp[MAX_PATH] = {};
-  ::GetTempPathW(MAX_PATH, temp);
-  return std::wstring(temp) + L"qm install restart";
-}
-std::wstring RestartTarget(size_t i) {
-  const Names names = FoundNames(RestartFolder() + L"\\package", L"*.txt", false);
-  return names.size() == 3 ? RestartFolder() + L"\\" + names[i] : L"?";
-}
-
 // A target locked even against renaming gets a ".new" copy, its deletion and
-// then the renaming queued, and the copy pass stops there.
-TEST(RestartReplace, DISABLED_Phase1QueuesReplacementAndStopsTheCopyPass) {
-  qmtest::SettingsRestorer restorer;
-  const std::wstring folder = RestartFolder(), package = folder + L"\\package";
-  qmtest::RemoveTree(folder);
+// then the renaming queued (a deferred move replaces nothing), and the copy
+// pass stops there: the files after it in the package's order keep their
+// old content until the next setup.
+TEST_F(FileInstallTest, LockedTargetIsReplacedAtRestart) {
   for (const wchar_t* name : {L"\\f1.txt", L"\\f2.txt", L"\\f3.txt"})
-    ASSERT_TRUE(WriteFileBytes(package + name, "new") && WriteFileBytes(folder + name, "old"));
-  const std::wstring locked = RestartTarget(1);
+    ASSERT_TRUE(WriteFileBytes(src_ + name, "new") && WriteFileBytes(dst_ + name, "old"));
+  const Names order = FoundNames(src_, L"*.txt", false);
+  const std::wstring locked = dst_ + L"\\" + order[1];
   UniqueFileHandle lock = Open(locked, FILE_SHARE_READ);
   ASSERT_TRUE(lock);
-  installSettings.restartNeeded = 0;
-
-  EXPECT_EQ(CopyMatchingFiles(L"*.txt", package, folder), 1);
+  EXPECT_EQ(CopyMatchingFiles(L"*.txt", src_, dst_), 1);
   lock.reset();
-  EXPECT_EQ(ReadFileBytes(RestartTarget(0)) + ReadFileBytes(locked) + ReadFileBytes(locked + L".new") +
-                ReadFileBytes(RestartTarget(2)),
+  EXPECT_EQ(ReadFileBytes(dst_ + L"\\" + order[0]) + ReadFileBytes(locked) + ReadFileBytes(locked + L".new") +
+                ReadFileBytes(dst_ + L"\\" + order[2]),
             "newoldnewold");
   const int deletion = PendingIndex(locked);
   EXPECT_GE(deletion, 0);
   EXPECT_GT(PendingIndex(locked + L".new", locked), deletion);
   EXPECT_EQ(installSettings.restartNeeded, 1);
-}
-
-// After the restart the new content is in place and nothing is pending for it.
-TEST(RestartReplace, DISABLED_Phase2FindsNewContent) {
-  EXPECT_EQ(ReadFileBytes(RestartTarget(1)), "new");
-  EXPECT_FALSE(FileExists(RestartTarget(1) + L".new"));
-  EXPECT_EQ(qmtest::PendingUnder(RestartFolder()), 0u);
-  qmtest::ForgetPendingUnder(RestartFolder());
-  EXPECT_TRUE(qmtest::RemoveTree(RestartFolder()));
 }
 
 }  // namespace
