@@ -22,7 +22,6 @@ using Tree = std::set<std::wstring>;
 // installation folder, with its trailing backslash as the worker passes it.
 class RemovalTest : public ::testing::Test {
  protected:
-  void TearDown() override { qmtest::ForgetPendingUnder(root_.path()); }
   // Creates root\relative for each; a name ending in '\' is a folder.
   void Touch(std::initializer_list<std::wstring> relatives) {
     std::error_code error;
