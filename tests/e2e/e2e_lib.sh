@@ -14,14 +14,10 @@ export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d;winedbg.exe=d;win
 failures=0
 pass() { printf 'ok   %s\n' "$*"; }
 fail() { printf 'FAIL %s\n' "$*"; failures=$((failures + 1)); }
-check() {  # check "what" command...
-  local what="$1"; shift
-  if "$@"; then pass "$what"; else fail "$what"; fi
-}
-expect_eq() {  # expect_eq "what" expected actual
-  if [ "$2" = "$3" ]; then pass "$1"; else
-    fail "$1"; diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") | sed 's/^/  /' || true
-  fi
+check() { local what="$1"; shift; if "$@"; then pass "$what"; else fail "$what"; fi; }  # check WHAT COMMAND...
+expect_eq() {  # expect_eq WHAT EXPECTED ACTUAL
+  [ "$2" = "$3" ] && pass "$1" && return
+  fail "$1"; diff <(printf '%s\n' "$2") <(printf '%s\n' "$3") | sed 's/^/  /' || true
 }
 
 # new_prefix NAME: a fresh prefix of this script's own, with the paths of its folders.

@@ -25,7 +25,6 @@ wine "$probe" find "Quillmark 8 - Stand-in" 60000 >/dev/null 2>&1 || true
 expect_eq "-runafter started the installed product" "$dest\\Qmkview8.exe" "$(trace_events started)"
 wineserver -k || true
 
-check "nothing in the default folder" gone "$program_files\\Quillmark 8"
 expect_eq "AllUsers of a current-user installation" "A" "$(reg_value "$vendor" AllUsers)"
 expect_eq "Path, the trailing backslash dropped" "$dest" "$(reg_value "$vendor" Path)"
 check_default_links "-instdir" "$package" "$dest" "$user_programs" "$user_desktop" "$user_startup"

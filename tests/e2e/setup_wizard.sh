@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# The real setup.exe in wizard mode, walked page by page as a user would under
-# the display: find the frame, read each page, click. First with the default
-# choices (the setup cancelled once on the agreement page, answered No), after
-# which the installation is checked; then, in a fresh prefix, a portable
-# installation of a beta build chosen on the folder page (a folder browsed for, the group page skipped forward and back, the
-# 'StartQM8' hint, no run box, nothing registered). setup.exe here is a
-# native 64-bit program.
+# The real setup.exe (native 64-bit here) in wizard mode, walked page by page
+# as a user would under the display: find the frame, read each page, click.
+# First with the default choices (cancelled once on the agreement page, No),
+# after which the installation is checked; then, in a fresh prefix, a setup
+# cancelled (Yes), and a portable installation of a beta build chosen on the
+# folder page: a folder browsed for, the group page skipped both ways, the
+# 'StartQM8' hint, no run box, nothing registered.
 set -euo pipefail
 [ -n "${DISPLAY:-}" ] || { echo "no display: the wizard test runs under xvfb-run"; exit 77; }
 source "$(dirname "$0")/e2e_lib.sh"
@@ -121,11 +121,18 @@ expect_eq "thumbnail extension registration" "regsvr32.exe /s \"$dest\\$thumb_dl
 check "the product was not started after Finish (run box unchecked)" test -z "$(trace_events started)"
 
 # ============================================================================
-# Portable, in a fresh prefix
+# Cancelled, then portable, in a fresh prefix
 # ============================================================================
 timeout 300 wineserver -w || true
 new_prefix prefix-portable
 : >"$trace"
+# Cancelled on its first page, answered Yes: exit code 1, nothing installed.
+start_setup "$work/cancel.log"
+click 2 "Cancel on the welcome page"
+expect_eq "cancel question answered Yes" "Do you really want to cancel Quillmark setup?" "$(answer 6)"
+wait_setup
+expect_eq "cancelled: exit code, nothing installed" "1 gone" "$rc $(gone "$dest" && echo gone)"
+
 # A removable disk with something of the user's on it. Wine's folder browser
 # finds a folder by comparing item ids, which hold the folder's last access
 # time; read it now, so that the file system (relatime) leaves that alone.
