@@ -11,7 +11,6 @@
 
 namespace {
 
-using qmtest::FileExists;
 using qmtest::PendingIndex;
 using qmtest::ReadFileBytes;
 using qmtest::WriteFileBytes;
@@ -78,7 +77,7 @@ TEST_F(FileInstallTest, RunningTargetIsMovedAside) {
 
   EXPECT_NE(InstallOneFile(L"Qmkview8.exe", src_, dst_, nullptr), 0);
   EXPECT_EQ(ReadFileBytes(target), "new program");
-  EXPECT_TRUE(FileExists(target + L".old"));
+  EXPECT_TRUE(qmtest::FileExists(target + L".old"));
   EXPECT_GE(PendingIndex(target + L".old"), 0);
   EXPECT_EQ(installSettings.restartNeeded, 0);
 }
@@ -123,7 +122,7 @@ TEST_P(InstallScriptTest, EveryEntryKindLandsWhereItShould) {
   EXPECT_EQ(ReadFileBytes(installDir + L"\\renamed.txt"), "src.txt");
   EXPECT_EQ(FoundNames(installDir + L"\\docs"), (Names{L"guide.txt", L"notes.txt"}));
   EXPECT_EQ(FoundNames(installDir + L"\\x64"), x64 ? Names{L"ThumbDqm64.dll"} : Names{});
-  EXPECT_EQ(FileExists(parent + L"\\portable.ini"), portable);
+  EXPECT_EQ(qmtest::FileExists(parent + L"\\portable.ini"), portable);
   EXPECT_TRUE(qmtest::DirExists(installDir + L"\\data\\cache"));
   EXPECT_EQ(FoundNames(src_, L"*.dll*"), (Names{L"qmengine_probe.dll", L"version.dll"}));
 }

@@ -9,9 +9,7 @@
 
 namespace {
 
-using qmtest::ReadFileBytes;
 using qmtest::TempDir;
-using qmtest::WriteFileBytes;
 using Lines = std::vector<std::wstring>;
 
 Lines ReadAll(const std::wstring& path) {
@@ -23,7 +21,7 @@ Lines ReadAll(const std::wstring& path) {
 
 Lines LinesOf(const std::string& bytes) {
   TempDir dir(L"qmlog");
-  WriteFileBytes(dir / L"log", bytes);
+  qmtest::WriteFileBytes(dir / L"log", bytes);
   return ReadAll(dir / L"log");
 }
 
@@ -50,10 +48,10 @@ TEST(InstallLogReader, LineModel) {
 // Appended lines end in CR LF (also one inside the text) and at a NUL.
 TEST(InstallLogWriter, AppendsCrLfLines) {
   TempDir dir(L"qmlog");
-  WriteFileBytes(dir / L"log", "Shell Link: a\r\nShell Link: c");
+  qmtest::WriteFileBytes(dir / L"log", "Shell Link: a\r\nShell Link: c");
   AppendLogLine(dir / L"log", L"");
   AppendLogLine(dir / L"log", std::wstring(L"Shell Link: d\nMade Dir: e\0cut", 29));
-  EXPECT_EQ(ReadFileBytes(dir / L"log"), "Shell Link: a\r\nShell Link: c\r\nShell Link: d\r\nMade Dir: e\r\n");
+  EXPECT_EQ(qmtest::ReadFileBytes(dir / L"log"), "Shell Link: a\r\nShell Link: c\r\nShell Link: d\r\nMade Dir: e\r\n");
 }
 
 // 8-bit lines byte for byte, wider ones as UTF-8 (511 decoded units a piece); non-UTF-8 forms as bytes.
@@ -64,7 +62,7 @@ TEST(InstallLogEncoding, EightBitAndWideNamesRoundTrip) {
   const std::wstring cjk = L"Made Dir: C:\\users\\\u7528\u6237\\\u684c\u9762\\caf\u00e9";
   const std::wstring astral = L"Shell Link: C:\\\U0001F4F7\\x.lnk";
   for (const std::wstring& line : {latin, cyrillic, cjk, astral}) AppendLogLine(dir / L"j.log", line);
-  const std::string bytes = ReadFileBytes(dir / L"j.log");
+  const std::string bytes = qmtest::ReadFileBytes(dir / L"j.log");
   EXPECT_EQ(bytes.rfind("Shell Link: C:\\Users\\Ren\xe9" "e\\\xc3\xa9\xff.lnk\r\n", 0), 0u);
   EXPECT_NE(bytes.find("\xd0\x9f\xd0\xbe"), std::string::npos);
   EXPECT_NE(bytes.find("\\caf\xc3\xa9\r\n"), std::string::npos);

@@ -24,7 +24,8 @@ std::wstring Get(const std::wstring& key, const wchar_t* name) {
   wchar_t text[MAX_PATH] = {};
   DWORD size = sizeof text - sizeof(wchar_t);
   if (open.Open(HKEY_CURRENT_USER, Ext(key).c_str(), KEY_READ) != ERROR_SUCCESS) return L"<no key>";
-  return ::RegQueryValueExW(open.get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size) ? L"<none>" : text;
+  const LONG read = ::RegQueryValueExW(open.get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size);
+  return read == ERROR_SUCCESS ? text : L"<none>";
 }
 
 }  // namespace

@@ -14,7 +14,6 @@
 
 namespace {
 
-using qmtest::PendingIndex;
 using qmtest::PendingUnder;
 using Tree = std::set<std::wstring>;
 
@@ -91,7 +90,8 @@ TEST_F(RemovalTest, DeleteMatchingFilesQueuesWhatIsInUse) {
   ASSERT_TRUE(held);
   EXPECT_EQ(DeleteMatchingFiles(root_ / L"Quillmark 8", L"*.*"), 1);
   EXPECT_EQ(Left(L"Quillmark 8"), (Tree{L"x64\\", L"x64\\c.txt", L"sub\\", L"sub\\inner.txt", L"busy.dll"}));
-  for (const wchar_t* queued : {L"sub", L"x64", L"busy.dll"}) EXPECT_GE(PendingIndex(install_ + queued), 0) << queued;
+  for (const wchar_t* queued : {L"sub", L"x64", L"busy.dll"})
+    EXPECT_GE(qmtest::PendingIndex(install_ + queued), 0) << queued;
   EXPECT_EQ(PendingUnder(root_.path()), 3u);
 }
 
@@ -138,7 +138,7 @@ TEST_F(RemovalTest, ProcedureKeepsUserFilesAndCleansEveryProfile) {
   for (const wchar_t* added : {kBareProfile, kCjkProfile}) ::RegDeleteTreeW(HKEY_USERS, added);
   EXPECT_EQ(Left(), (Tree{L"Quillmark 8\\", L"Quillmark 8\\My Capture.qm8", profile + L"\\", profile + L"\\Desktop\\",
                           profile + L"\\Startup\\", profile + L"\\Programs\\", profile + L"\\Programs\\Other.lnk"}));
-  EXPECT_GE(PendingIndex(install_ + L"x64"), 0);
+  EXPECT_GE(qmtest::PendingIndex(install_ + L"x64"), 0);
   EXPECT_EQ(PendingUnder(root_.path()), 1u);
 }
 

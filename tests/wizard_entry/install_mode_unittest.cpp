@@ -18,7 +18,6 @@
 #include "wizard/agreement_dlg.h"
 #include "wizard/install_mode.h"
 
-using qmtest::TempDir;
 
 namespace {
 
@@ -82,7 +81,7 @@ TEST(ConfirmVersionChange, PromptsByVersionAndMode) {
 // ungrouped links do not count; without "QmkUnInst.log", "install.log" is read; a portable
 // installation keeps the group and type it has.
 TEST(RecoverGroup, LastLinkInProgramsFolderWins) {
-  TempDir dir;
+  qmtest::TempDir dir;
   std::wstring log = dir / L"QmkUnInst.log";
   WriteText(log,
             "Shell Link: C:\\Menu\\Programs\\Old Group\\Quillmark 8.lnk\r\n"
@@ -119,7 +118,7 @@ TEST(RecoverGroup, LastLinkInProgramsFolderWins) {
 // "agreement.txt" is shown as raw UTF-16LE: byte-order mark kept, an odd last
 // byte dropped; an empty, one-byte or missing file shows nothing.
 TEST(ReadAgreementText, RawUtf16) {
-  TempDir dir;
+  qmtest::TempDir dir;
   const std::pair<std::string, std::wstring> cases[] = {
       {std::string("\xFF\xFE" "A\0g\0r\0e\0e\0\x0A\x04" "Z", 15), L"\xFEFF" L"Agree\x040A"}, {"x", L""}, {"", L""}};
   for (const auto& [bytes, text] : cases) {
