@@ -47,17 +47,18 @@ function(qm_add_gtest name)
     set(T_TIMEOUT 600)
   endif()
   add_test(NAME ${name} COMMAND wine $<TARGET_FILE:${name}>)
+  # A program whose every test called GTEST_SKIP ends with 77 (tests/support/test_main.cpp).
   set_tests_properties(${name} PROPERTIES
     ENVIRONMENT "${QM_WINE_ENV}" FIXTURES_REQUIRED wineprefix
-    RESOURCE_LOCK wineprefix TIMEOUT ${T_TIMEOUT})
+    RESOURCE_LOCK wineprefix TIMEOUT ${T_TIMEOUT} SKIP_RETURN_CODE 77)
 endfunction()
 
 # qm_add_script_test(<name> <script> [args...]): a bash script that drives
 # several processes (for example across a Wine restart); it gets the same
-# environment as the test programs.
+# environment as the test programs, and exits with 77 when it cannot run here.
 function(qm_add_script_test name script)
   add_test(NAME ${name} COMMAND bash ${script} ${ARGN})
   set_tests_properties(${name} PROPERTIES
     ENVIRONMENT "${QM_WINE_ENV}" FIXTURES_REQUIRED wineprefix
-    RESOURCE_LOCK wineprefix TIMEOUT 900)
+    RESOURCE_LOCK wineprefix TIMEOUT 900 SKIP_RETURN_CODE 77)
 endfunction()

@@ -5,32 +5,26 @@
 set -euo pipefail
 source "$(dirname "$0")/e2e_lib.sh"
 
-homepage=$(sed -n 's/^set(QM_HOMEPAGE "\([^"]*\)".*/\1/p' "$QM_SOURCE_DIR/CMakeLists.txt")
-expected_text="This setup files are damaged, installation aborted.
-
-Please download the product again from $homepage and re-try the setup."
 snapshot before
-
 refused() {  # refused WHAT PACKAGE-DIR: setup -s is refused, with nothing installed
-  local what="$1" package="$2" text
   : >"$trace"
-  (cd "$plant_cwd" && WINEDEBUG=-all,trace+process WINEDLLOVERRIDES="$WINEDLLOVERRIDES;$plant_overrides" exec wine "$package/setup.exe" -s 2>"$work/$what.log") &
+  WINEDEBUG=-all,trace+process planted_wine "$2/setup.exe" -s 2>"$work/$1.log" &
   local job=$!
-  text=$(answer 1)
-  rc=0; wait "$job" || rc=$?
+  expect_eq "$1: message" "This setup files are damaged, installation aborted.
+
+Please download the product again from $homepage and re-try the setup." "$(answer 1)"
+  wait "$job" && rc=0 || rc=$?
   timeout 300 wineserver -w || true
-  expect_eq "$what: message" "$expected_text" "$text"
-  expect_eq "$what: exit code" 1 "$rc"
-  check "$what: home page opened" grep -qF "$homepage" <(command_lines "$work/$what.log")
-  expect_eq "$what: product not started" "" "$(cat "$trace")"
-  snapshot "$what"
-  expect_eq "$what: nothing installed" "" "$(snapshot_diff before "$what")"
+  expect_eq "$1: exit code" 1 "$rc"
+  check "$1: home page opened" grep -qF "$homepage" <(command_lines "$work/$1.log")
+  expect_eq "$1: product not started" "" "$(cat "$trace")"
+  snapshot "$1"
+  expect_eq "$1: nothing installed" "" "$(snapshot_diff before "$1")"
 }
 
 make_package "$work/no-script" 8.5.3.0
 rm "$work/no-script/QmkUnInst.log"
 refused no-script "$work/no-script"
-
 make_package "$work/no-version" noversion
 refused no-version "$work/no-version"
 finish

@@ -3,14 +3,14 @@
 # the uninstaller and its worker), "-suppressmsgboxes" (default answers, no
 # window, no browser), "-restartexitcode=" and "-norestart -runafter" with a
 # file that can only be replaced at the restart, and the uninstall entry's
-# values for such tools, gone again with the removal.
+# values for such tools (their data: setup_roundtrip.sh), gone again with the
+# removal.
 set -euo pipefail
 source "$(dirname "$0")/e2e_lib.sh"
 
 package="$work/package"
 make_package "$package" 8.5.3.0
 dest="$program_files\\Quillmark 8"
-dest_host="$(hostpath "$dest")"
 log_of() { winpath "$work/$1.log"; }
 # has_line LOG TEXT: a line of the action log is TEXT after its timestamp.
 log_text() { tr -d '\r' <"$work/$1.log"; }
@@ -18,9 +18,7 @@ log_text() { tr -d '\r' <"$work/$1.log"; }
 has_line() { log_text "$1" | cut -c25- | grep -xF -- "$2" >/dev/null; }
 
 # --- a fresh install with a log ------------------------------------------------
-day_before=$(date +%Y%m%d)
 run_traced "$work/install.trace" "$package/setup.exe" -s "-LOG=$(log_of install)"
-day_after=$(date +%Y%m%d)
 expect_eq "install exit code" 0 "$rc"
 check "every line starts with its timestamp" test -z "$(log_text install |
   grep -vE '^[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} ' || true)"
@@ -33,21 +31,14 @@ check "log: a registry value" has_line install \
 check "log: regsvr32 from the system folder" grep -qF "\\regsvr32.exe with command line: regsvr32.exe /s \"$dest\\$thumb_dll\": ok" <(log_text install)
 check "log: outcome" has_line install "outcome: completed; restart needed: no; exit code 0"
 
-expect_eq "QuietUninstallString" "\"$dest\\QmkUnInst.exe\"" "$(reg_value "$setup_view" "$uninstall" QuietUninstallString)"
-expect_eq "DisplayIcon" "$dest\\Qmkview8.exe" "$(reg_value "$setup_view" "$uninstall" DisplayIcon)"
-kib=$(find "$dest_host" -type f -printf '%s\n' | awk '{ s += $1 } END { printf "0x%x", int((s + 1023) / 1024) }')
-expect_eq "EstimatedSize (KiB of the installed files)" "$kib" "$(reg_value "$setup_view" "$uninstall" EstimatedSize)"
-install_date=$(reg_value "$setup_view" "$uninstall" InstallDate)
-check "InstallDate is the day of the install ($install_date)" test "$install_date" = "$day_before" -o "$install_date" = "$day_after"
-expect_eq "NoModify and NoRepair" "0x1 0x1" \
-  "$(reg_value "$setup_view" "$uninstall" NoModify) $(reg_value "$setup_view" "$uninstall" NoRepair)"
-
 # --- a reinstall while the product file is held open ---------------------------
 : >"$trace"
 flag="$work/held.flag"
-wine "$probe" hold "$dest\\Qmkview8.exe" "$(winpath "$flag")" >/dev/null 2>&1 &
+mkfifo "$work/held.pipe"
+wine "$probe" hold "$dest\\Qmkview8.exe" "$(winpath "$flag")" >"$work/held.pipe" 2>/dev/null &
 holder=$!
-for _ in $(seq 1 300); do [ -e "$flag" ] && break; sleep 0.1; done
+read -r -t 120 held <"$work/held.pipe" || held=""
+expect_eq "the product file is held open" held "${held%$'\r'}"
 E2E_NO_SETTLE=1 run_traced "$work/restart.trace" "$package/setup.exe" -s -norestart -runafter \
   -restartexitcode=3010 "-log=$(log_of restart)"
 rm -f "$flag"; wait "$holder" || true
@@ -65,7 +56,7 @@ expect_eq "-norestart -runafter: the product is not started" "" "$(trace_events 
 : >"$trace"
 wine "$dest\\Qmkview8.exe" >/dev/null 2>&1 &
 copy=$!
-wait_started >/dev/null
+wine "$probe" find "Quillmark 8 - Stand-in" 60000 >/dev/null 2>&1 || true
 run_traced "$work/close.trace" "$package/setup.exe" -s -suppressmsgboxes "-log=$(log_of close)"
 expect_eq "running copy: exit code" 0 "$rc"
 check "log: the close question answered Yes by itself" grep -q 'answered Yes (automatic)$' <(log_text close)

@@ -27,8 +27,7 @@ setup_lines() { command_lines "$1" | grep -i 'setup\.exe"' | sed 's/QmkSfx[0-9a-
 # --- the wizard -------------------------------------------------------------
 in_plant_cwd() {  # in_plant_cwd LOG PROGRAM ARGS...: as run_traced, in the background; $pid
   local log="$1"; shift
-  (cd "$plant_cwd" && WINEDEBUG=-all,trace+process WINEDLLOVERRIDES="$WINEDLLOVERRIDES;$plant_overrides" \
-     exec timeout 300 wine "$@" 2>"$log") &
+  WINEDEBUG=-all,trace+process planted_wine "$@" 2>"$log" &
   pid=$!
 }
 start_single() {  # start_single LOG: the single file without arguments; $frame, $pid
@@ -54,7 +53,7 @@ start_single "$work/wizard.log"
 check "wizard: welcome page, Next" step 1 "&Next >" 1
 first_line=$(iconv -f UTF-16 "$package/agreement.txt" | head -n1 | tr -d '\r')
 check "wizard: agreement page" shows 1 "Yes"
-check "wizard: the package's agreement shown" grep -qF "$first_line" <(wine "$probe" text "$frame" 1000 2>/dev/null)
+check "wizard: the package's agreement shown" grep -qF "$first_line" <(wine "$probe" dump "$frame" 2>/dev/null)
 press 1
 check "wizard: folder page, Next" step 1013 "$program_files\\Quillmark 8" 1
 check "wizard: group page, Next" step 1000 "Quillmark 8" 1

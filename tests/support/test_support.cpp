@@ -1,120 +1,121 @@
 #include "tests/support/test_support.h"
 
+#include <filesystem>
 #include <fstream>
-#include <sstream>
 
-#include "sys/handles.h"
 #include "ui/message_box.h"
 
 namespace qmtest {
+namespace {
 
-std::wstring BinDir() {
+constexpr wchar_t kSessionManager[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager";
+constexpr wchar_t kPendingValue[] = L"PendingFileRenameOperations";
+
+// A path as compared: no "!" or "\??\" in front, '/' as '\', no trailing '\', lower case.
+std::wstring Normalized(std::wstring path) {
+  if (path.starts_with(L"!")) path.erase(0, 1);
+  if (path.starts_with(L"\\??\\")) path.erase(0, 4);
+  for (wchar_t& c : path) c = c == L'/' ? L'\\' : c;
+  while (path.size() > 3 && path.back() == L'\\') path.pop_back();
+  ::CharLowerBuffW(path.data(), static_cast<DWORD>(path.size()));
+  return path;
+}
+
+// The stored list, source and target after each other (empty strings included).
+std::vector<std::wstring> PendingList() {
+  DWORD size = 0;
+  if (::RegGetValueW(HKEY_LOCAL_MACHINE, kSessionManager, kPendingValue, RRF_RT_REG_MULTI_SZ, nullptr, nullptr,
+                     &size) != ERROR_SUCCESS)
+    return {};
+  std::wstring data(size / sizeof(wchar_t), L'\0');
+  ::RegGetValueW(HKEY_LOCAL_MACHINE, kSessionManager, kPendingValue, RRF_RT_REG_MULTI_SZ, nullptr, data.data(), &size);
+  data.resize(size / sizeof(wchar_t));
+  std::vector<std::wstring> list;
+  for (size_t start = 0, end; (end = data.find(L'\0', start)) != std::wstring::npos; start = end + 1)
+    list.push_back(data.substr(start, end - start));
+  // The list's own final terminator reads as one more empty entry.
+  if (list.size() % 2 == 1 && list.back().empty()) list.pop_back();
+  return list;
+}
+
+bool IsUnder(const std::wstring& path, const std::wstring& folder) {
+  std::wstring p = Normalized(path), f = Normalized(folder);
+  return p.starts_with(f) && (p.size() == f.size() || p[f.size()] == L'\\');
+}
+
+}  // namespace
+
+std::wstring SelfPath() {
   wchar_t path[MAX_PATH] = {};
   ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  std::wstring text(path);
-  return text.substr(0, text.find_last_of(L'\\'));
+  return path;
+}
+
+std::wstring BinDir() {
+  std::wstring self = SelfPath();
+  return self.substr(0, self.find_last_of(L'\\'));
 }
 
 TempDir::TempDir(const std::wstring& name) {
   wchar_t temp[MAX_PATH] = {};
   ::GetTempPathW(MAX_PATH, temp);
   static unsigned counter = 0;
-  for (;;) {
-    std::wstring candidate = std::wstring(temp) + name + L"." +
-                             std::to_wstring(::GetCurrentProcessId()) + L"." +
-                             std::to_wstring(++counter);
-    if (::CreateDirectoryW(candidate.c_str(), nullptr)) {
-      path_ = candidate;
-      return;
-    }
-  }
+  do path_ = temp + name + L"." + std::to_wstring(::GetCurrentProcessId()) + L"." + std::to_wstring(++counter);
+  while (!::CreateDirectoryW(path_.c_str(), nullptr));
 }
 
-TempDir::~TempDir() { RemoveTree(path_); }
-
-bool RemoveTree(const std::wstring& path) {
-  WIN32_FIND_DATAW data;
-  UniqueFindHandle find(::FindFirstFileW((path + L"\\*").c_str(), &data));
-  if (find) {
-    do {
-      std::wstring name = data.cFileName;
-      if (name == L"." || name == L"..") continue;
-      std::wstring full = path + L"\\" + name;
-      ::SetFileAttributesW(full.c_str(), FILE_ATTRIBUTE_NORMAL);
-      if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-        RemoveTree(full);
-      else
-        ::DeleteFileW(full.c_str());
-    } while (::FindNextFileW(find.get(), &data));
-  }
-  find.reset();
-  return ::RemoveDirectoryW(path.c_str()) || !DirExists(path);
+// Read-only files are made writable first, so that they can go too.
+TempDir::~TempDir() {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(path_, error))
+    ::SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
+  std::filesystem::remove_all(path_, error);
 }
 
 bool FileExists(const std::wstring& path) {
-  DWORD attributes = ::GetFileAttributesW(path.c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+  std::error_code error;
+  return std::filesystem::is_regular_file(path, error);
 }
 
 bool DirExists(const std::wstring& path) {
-  DWORD attributes = ::GetFileAttributesW(path.c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+  std::error_code error;
+  return std::filesystem::is_directory(path, error);
 }
 
 bool WriteFileBytes(const std::wstring& path, const std::string& bytes) {
-  UniqueFileHandle file(::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
-  if (!file) return false;
-  DWORD written = 0;
-  return ::WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
-         written == bytes.size();
+  std::error_code error;
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+  std::ofstream file(std::filesystem::path(path), std::ios::binary | std::ios::trunc);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  return !file.fail();
 }
 
 std::string ReadFileBytes(const std::wstring& path) {
-  UniqueFileHandle file(::CreateFileW(path.c_str(), GENERIC_READ,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                      nullptr, OPEN_EXISTING, 0, nullptr));
-  if (!file) return std::string();
-  std::string bytes;
-  char buffer[65536];
-  DWORD read = 0;
-  while (::ReadFile(file.get(), buffer, sizeof buffer, &read, nullptr) && read > 0)
-    bytes.append(buffer, read);
-  return bytes;
-}
-
-std::wstring Widen(const std::string& utf8) {
-  if (utf8.empty()) return std::wstring();
-  int length = ::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
-  std::wstring text(static_cast<size_t>(length), L'\0');
-  ::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), text.data(), length);
-  return text;
+  std::ifstream file(std::filesystem::path(path), std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 std::string Narrow(const std::wstring& text) {
-  if (text.empty()) return std::string();
-  int length = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
-  std::string bytes(static_cast<size_t>(length), '\0');
-  ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(), length, nullptr, nullptr);
+  std::string bytes(text.size() * 3, '\0');
+  bytes.resize(::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(),
+                                     static_cast<int>(bytes.size()), nullptr, nullptr));
   return bytes;
 }
 
-int RunProcess(const std::wstring& commandLine, DWORD timeoutMs, const wchar_t* workingFolder) {
-  std::wstring buffer = commandLine;
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process = {};
-  if (!::CreateProcessW(nullptr, buffer.data(), nullptr, nullptr, FALSE, 0, nullptr, workingFolder,
-                        &startup, &process))
-    return -1;
-  UniqueHandle processHandle(process.hProcess), threadHandle(process.hThread);
-  if (::WaitForSingleObject(processHandle.get(), timeoutMs) != WAIT_OBJECT_0) {
-    ::TerminateProcess(processHandle.get(), 259);
-    return -2;
-  }
-  DWORD code = 0;
-  ::GetExitCodeProcess(processHandle.get(), &code);
-  return static_cast<int>(code);
+int PendingIndex(const std::wstring& source, const std::wstring& target) {
+  std::vector<std::wstring> list = PendingList();
+  for (size_t i = 0; i + 1 < list.size(); i += 2)
+    if (Normalized(list[i]) == Normalized(source) && Normalized(list[i + 1]) == Normalized(target))
+      return static_cast<int>(i / 2);
+  return -1;
+}
+
+size_t PendingUnder(const std::wstring& folder) {
+  std::vector<std::wstring> list = PendingList();
+  size_t count = 0;
+  for (size_t i = 0; i + 1 < list.size(); i += 2) count += IsUnder(list[i], folder);
+  return count;
 }
 
 MessageBoxRecorder::MessageBoxRecorder() {

@@ -4,11 +4,16 @@
 #include <string>
 #include <vector>
 
+#include "product/settings.h"
+#include "sys/platform.h"
+
 namespace qmtest {
 
 // Folder of the running test program (where setup.exe and the fixture
 // programs are built too), without a trailing backslash.
 std::wstring BinDir();
+// Full path of the running test program.
+std::wstring SelfPath();
 // A new empty folder under the temporary folder, removed with its content on
 // destruction. name may hold blanks or any characters a test wants.
 class TempDir {
@@ -23,21 +28,18 @@ class TempDir {
  private:
   std::wstring path_;
 };
-// Removes a folder tree (files made writable first); true when it is gone.
-bool RemoveTree(const std::wstring& path);
 bool FileExists(const std::wstring& path);
 bool DirExists(const std::wstring& path);
-// Writes bytes / reads a whole file.
+// Writes bytes (the folders are made) / reads a whole file ("" when missing).
 bool WriteFileBytes(const std::wstring& path, const std::string& bytes);
 std::string ReadFileBytes(const std::wstring& path);
-std::wstring Widen(const std::string& utf8);
 std::string Narrow(const std::wstring& text);
 
-// Starts a program (quoted by the caller as needed) and waits up to timeoutMs
-// for it; returns its exit code, or -1 when it did not start, -2 on timeout
-// (the process is then terminated).
-int RunProcess(const std::wstring& commandLine, DWORD timeoutMs = 60000,
-               const wchar_t* workingFolder = nullptr);
+// PendingFileRenameOperations: the index of the operation that moves source
+// to target (an empty target: deletion), or -1. Paths compare without case.
+int PendingIndex(const std::wstring& source, const std::wstring& target = L"");
+// Number of pending operations whose source lies in or below folder.
+size_t PendingUnder(const std::wstring& folder);
 
 // Records every message box the program would show and answers from a queue
 // (IDOK when the queue is empty). Installed for the object's lifetime.
@@ -53,5 +55,24 @@ class MessageBoxRecorder {
   std::vector<int> answers_;
   std::vector<Shown> shown_;
 };
+
+// Puts installSettings and the Windows version record back on destruction.
+class SettingsRestorer {
+ public:
+  ~SettingsRestorer() {
+    installSettings = settings_;
+    windowsVersion = version_;
+  }
+
+ private:
+  InstallSettings settings_ = installSettings;
+  OSVERSIONINFOEXW version_ = windowsVersion;
+};
+
+// Plays Windows major.minor in the version record.
+inline void PlayWindows(DWORD major, DWORD minor) {
+  windowsVersion.dwMajorVersion = major;
+  windowsVersion.dwMinorVersion = minor;
+}
 
 }  // namespace qmtest

@@ -1,11 +1,12 @@
 // What the install-mode entry reads from the machine that the end-to-end runs
 // (tests/e2e) do not vary: App Paths, "AllUsers" spelling, version prompts by
-// mode, the journal's group lines, the auto-start probe, and the restart.
+// mode, the journal's group lines, the agreement file and the restart.
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <shlobj.h>
 
 #include <utility>
+#include <vector>
 
 #include "install/registration.h"
 #include "product/product.h"
@@ -14,9 +15,9 @@
 #include "sys/privileges.h"
 #include "sys/registry.h"
 #include "tests/support/test_support.h"
+#include "wizard/agreement_dlg.h"
 #include "wizard/install_mode.h"
 
-using qmtest::TempDir;
 
 namespace {
 
@@ -33,8 +34,6 @@ struct RegistryGuard {
 void WriteText(const std::wstring& path, const std::string& text) {
   ASSERT_TRUE(qmtest::WriteFileBytes(path, text));
 }
-
-std::string JournalLink(const std::wstring& path) { return "Shell Link: " + qmtest::Narrow(path) + "\r\n"; }
 
 }  // namespace
 
@@ -79,10 +78,10 @@ TEST(ConfirmVersionChange, PromptsByVersionAndMode) {
 }
 
 // The group comes from the last matching "Shell Link: " line, with its case; start-up, foreign and
-// ungrouped links do not count; "QmkUnInst.log" is read before "install.log"; the folders follow
-// the type, and a portable installation keeps the group it has.
+// ungrouped links do not count; without "QmkUnInst.log", "install.log" is read; a portable
+// installation keeps the group and type it has.
 TEST(RecoverGroup, LastLinkInProgramsFolderWins) {
-  TempDir dir;
+  qmtest::TempDir dir;
   std::wstring log = dir / L"QmkUnInst.log";
   WriteText(log,
             "Shell Link: C:\\Menu\\Programs\\Old Group\\Quillmark 8.lnk\r\n"
@@ -97,15 +96,10 @@ TEST(RecoverGroup, LastLinkInProgramsFolderWins) {
   EXPECT_EQ(RecoverGroupFromLog(dir / L"missing.log", L"C:\\Menu\\Programs", L"C:\\Menu\\Startup", L"Keep"),
             L"Keep");
 
-  std::wstring common = ShellFolderPath(CSIDL_COMMON_PROGRAMS), user = ShellFolderPath(CSIDL_PROGRAMS);
-  ASSERT_TRUE(common.size() > 4 && user.size() > 4);
   ASSERT_TRUE(::DeleteFileW(log.c_str()));
-  WriteText(dir / L"install.log", JournalLink(common + L"\\From Old Log\\Quillmark 8.lnk"));
+  WriteText(dir / L"install.log", "Shell Link: " + qmtest::Narrow(ShellFolderPath(CSIDL_COMMON_PROGRAMS)) +
+                                      "\\From Old Log\\Quillmark 8.lnk\r\n");
   EXPECT_EQ(RecoverGroupName(dir.path(), 1, L"Quillmark 8"), L"From Old Log");
-  WriteText(log, JournalLink(common + L"\\All Users Group\\Quillmark 8.lnk") +
-                     JournalLink(user + L"\\My Group\\Quillmark 8.lnk"));
-  EXPECT_EQ(RecoverGroupName(dir.path(), 1, L"Quillmark 8"), L"All Users Group");
-  EXPECT_EQ(RecoverGroupName(dir.path(), 0, L"Quillmark 8"), L"My Group");
   EXPECT_EQ(RecoverGroupName(dir.path(), 2, L"Quillmark 8"), L"Quillmark 8");
 
   // Taken over with an installation: a portable type stays portable, not "AllUsers".
@@ -113,61 +107,64 @@ TEST(RecoverGroup, LastLinkInProgramsFolderWins) {
   WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", L"B");
   InstallSettings portable;
   portable.installMode = 1;
-  portable.installType = 2;
+  portable.SetType(InstallType::kPortable);
   portable.installDir = dir.path();
   portable.groupName = L"Quillmark 8";
   EXPECT_TRUE(AdoptExistingInstallation(portable));
-  EXPECT_EQ(portable.installType, 2);
+  EXPECT_EQ(portable.Type(), InstallType::kPortable);
   EXPECT_EQ(portable.groupName, L"Quillmark 8");
 }
 
-// Auto-start: "Quillmark 8.lnk" in either start-up folder, folders of four characters or fewer
-// not looked at; no "h5t" probe file stays behind.
-TEST(DetectAutoStart, FindsTheStartupShortcut) {
-  TempDir folder(L"qm startup");
-  EXPECT_EQ(DetectAutoStart(folder.path(), folder.path()), 0);
-  WriteText(folder / L"Quillmark 8.lnk", "link");
-  EXPECT_EQ(DetectAutoStart(L"", folder.path()), 1);
-  EXPECT_EQ(DetectAutoStart(folder.path(), L""), 1);
-  WIN32_FIND_DATAW data;
-  UniqueFindHandle find(::FindFirstFileW((folder / L"h5t*").c_str(), &data));
-  EXPECT_FALSE(find) << "probe file left: " << qmtest::Narrow(data.cFileName);
-
-  const std::wstring shortFolder = L"C:\\q";
-  ASSERT_TRUE(::CreateDirectoryW(shortFolder.c_str(), nullptr) || qmtest::DirExists(shortFolder));
-  WriteText(shortFolder + L"\\Quillmark 8.lnk", "link");
-  EXPECT_EQ(DetectAutoStart(shortFolder, shortFolder), 0);
-  EXPECT_EQ(DetectAutoStart(shortFolder + L"\\", L""), 1);
-  qmtest::RemoveTree(shortFolder);
+// "agreement.txt" is shown as raw UTF-16LE: byte-order mark kept, an odd last
+// byte dropped; an empty, one-byte or missing file shows nothing.
+TEST(ReadAgreementText, RawUtf16) {
+  qmtest::TempDir dir;
+  const std::pair<std::string, std::wstring> cases[] = {
+      {std::string("\xFF\xFE" "A\0g\0r\0e\0e\0\x0A\x04" "Z", 15), L"\xFEFF" L"Agree\x040A"}, {"x", L""}, {"", L""}};
+  for (const auto& [bytes, text] : cases) {
+    WriteText(dir / L"agreement.txt", bytes);
+    EXPECT_EQ(ReadAgreementText((dir / L"agreement.txt").c_str()), text) << bytes.size();
+  }
+  EXPECT_EQ(ReadAgreementText((dir / L"missing.txt").c_str()), L"");
 }
 
 namespace {
-std::vector<UINT> exitWindowsFlags;
-BOOL WINAPI FakeExitWindows(UINT flags, DWORD) {
-  exitWindowsFlags.push_back(flags);
+std::vector<std::pair<UINT, DWORD>> exitCalls;
+bool shutdownEnabledAtExit = false;
+
+// Disables the shutdown privilege of this process's token; whether it was enabled.
+bool DisableShutdownPrivilege() {
+  UniqueHandle token;
+  TOKEN_PRIVILEGES off = {1, {{{}, 0}}}, before = {};
+  DWORD size = sizeof before;
+  ::LookupPrivilegeValueW(nullptr, SE_SHUTDOWN_NAME, &off.Privileges[0].Luid);
+  return ::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.put()) &&
+         ::AdjustTokenPrivileges(token.get(), FALSE, &off, sizeof off, &before, &size) &&
+         before.PrivilegeCount == 1 && (before.Privileges[0].Attributes & SE_PRIVILEGE_ENABLED);
+}
+
+BOOL WINAPI RecordExit(UINT flags, DWORD reason) {
+  exitCalls.push_back({flags, reason});
+  shutdownEnabledAtExit = DisableShutdownPrivilege();
   return TRUE;
 }
 }  // namespace
 
-// With a restart pending "-runafter" restarts Windows instead of starting the installed product
-// (the start itself: e2e); without "-runafter" nothing happens.
+// With a restart pending "-runafter" asks for a planned restart, the shutdown
+// privilege enabled first, instead of starting the installed product (that
+// start: e2e); without "-runafter" nothing happens.
 TEST(RunAfterSetup, RestartsWhenARestartIsPending) {
-  TempDir installed(L"qm run after"), traceDir;
-  ASSERT_TRUE(::CopyFileW((qmtest::BinDir() + L"\\standin-8.5.3.0\\Qmkview8.exe").c_str(),
-                          (installed / L"Qmkview8.exe").c_str(), FALSE));
-  std::wstring trace = traceDir / L"trace.log";
-  ::SetEnvironmentVariableW(L"QM_TRACE_FILE", trace.c_str());
-  ExitWindowsFn saved = std::exchange(pExitWindowsEx, FakeExitWindows);
+  DisableShutdownPrivilege();
+  ExitWindowsFn saved = std::exchange(pExitWindowsEx, RecordExit);
   InstallSettings settings;
-  settings.installDir = installed.path();
+  settings.installDir = L"C:\\no such folder";  // a start of the product would fail: nothing is left running
   settings.restartNeeded = 1;
   RunAfterSetup(settings);
   settings.runAfter = 1;
   RunAfterSetup(settings);
   pExitWindowsEx = saved;
-  ::Sleep(1500);
-  ::SetEnvironmentVariableW(L"QM_TRACE_FILE", nullptr);
-  EXPECT_EQ(qmtest::ReadFileBytes(trace).find("started"), std::string::npos);
-  ASSERT_EQ(exitWindowsFlags.size(), 1u);
-  EXPECT_TRUE(exitWindowsFlags[0] & EWX_REBOOT);
+  ASSERT_EQ(exitCalls.size(), 1u);
+  EXPECT_EQ(exitCalls[0].first, static_cast<UINT>(EWX_REBOOT));
+  EXPECT_EQ(exitCalls[0].second, 0x80040002u);  // planned, application: installation
+  EXPECT_TRUE(shutdownEnabledAtExit);
 }

@@ -17,34 +17,37 @@ TEST(CleanFolderArgument, RemovesOneQuoteThenOneSeparator) {
 
 // Each option's effect on the folder, the install type and the flags: "-inst" options are
 // case-sensitive and take the next argument (itself still an option), the last folder wins,
-// the others ignore case, "-allusers" turns only type 0 into 1, argv[0] is never an option.
+// the others ignore case, "-allusers" turns only a current-user type into all users, argv[0] is never an option.
 TEST(ParseInstallOptions, OptionTable) {
+  constexpr InstallType kUser = InstallType::kCurrentUser, kAll = InstallType::kAllUsers,
+                        kPortable = InstallType::kPortable;
   const struct {
     std::vector<std::wstring> argv;
-    int typeBefore;
+    InstallType typeBefore;
     std::optional<std::wstring> folder;
-    int type, runAfter, autoStart, desktopIcon;
+    InstallType type;
+    int runAfter, autoStart, desktopIcon;
   } cases[] = {
-      {{L"-s", L"-instdir", L"D:\\Apps\""}, 1, L"D:\\Apps", 1, 0, 0, 1},
-      {{L"-instdir"}, 1, std::nullopt, 1, 0, 0, 1},
-      {{L"-instport"}, 1, std::nullopt, 2, 0, 0, 1},
-      {{L"-INSTPORT", L"E:\\x", L"-InstDir", L"F:\\y", L"-install", L"-instdirx", L"G:\\z"}, 1, std::nullopt, 1,
+      {{L"-s", L"-instdir", L"D:\\Apps\""}, kAll, L"D:\\Apps", kAll, 0, 0, 1},
+      {{L"-instdir"}, kAll, std::nullopt, kAll, 0, 0, 1},
+      {{L"-instport"}, kAll, std::nullopt, kPortable, 0, 0, 1},
+      {{L"-INSTPORT", L"E:\\x", L"-InstDir", L"F:\\y", L"-install", L"-instdirx", L"G:\\z"}, kAll, std::nullopt, kAll,
        0, 0, 1},
-      {{L"-RunAfter", L"-AUTOSTART", L"-NoDeskIco"}, 1, std::nullopt, 1, 1, 1, 0},
-      {{L"-runafterx", L"autostart", L"/nodeskico"}, 1, std::nullopt, 1, 0, 0, 1},
-      {{L"-ALLUSERS"}, 0, std::nullopt, 1, 0, 0, 1},
-      {{L"-instport", L"E:\\p", L"-allusers"}, 0, L"E:\\p", 2, 0, 0, 1},
-      {{L"-instdir", L"D:\\First", L"-instdir", L"-runafter"}, 1, L"-runafter", 1, 1, 0, 1},
-      {{L"-instdir", L"-instport", L"E:\\Last\\"}, 1, L"E:\\Last", 2, 0, 0, 1},
+      {{L"-RunAfter", L"-AUTOSTART", L"-NoDeskIco"}, kAll, std::nullopt, kAll, 1, 1, 0},
+      {{L"-runafterx", L"autostart", L"/nodeskico"}, kAll, std::nullopt, kAll, 0, 0, 1},
+      {{L"-ALLUSERS"}, kUser, std::nullopt, kAll, 0, 0, 1},
+      {{L"-instport", L"E:\\p", L"-allusers"}, kUser, L"E:\\p", kPortable, 0, 0, 1},
+      {{L"-instdir", L"D:\\First", L"-instdir", L"-runafter"}, kAll, L"-runafter", kAll, 1, 0, 1},
+      {{L"-instdir", L"-instport", L"E:\\Last\\"}, kAll, L"E:\\Last", kPortable, 0, 0, 1},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.argv));
     std::vector<std::wstring> argv{L"-runafter"};
     argv.insert(argv.end(), c.argv.begin(), c.argv.end());
     InstallSettings settings;
-    settings.installType = c.typeBefore;
+    settings.SetType(c.typeBefore);
     EXPECT_EQ(ParseInstallOptions(argv, settings), c.folder);
-    EXPECT_EQ(settings.installType, c.type);
+    EXPECT_EQ(settings.Type(), c.type);
     EXPECT_EQ(settings.runAfter, c.runAfter);
     EXPECT_EQ(settings.autoStart, c.autoStart);
     EXPECT_EQ(settings.desktopIcon, c.desktopIcon);
