@@ -173,10 +173,6 @@ using FdiCreateFn = decltype(&FDICreate);
 using FdiCopyFn = decltype(&FDICopy);
 using FdiDestroyFn = decltype(&FDIDestroy);
 
-template <typename Fn>
-Fn Function(HMODULE library, const char* name) {
-  return reinterpret_cast<Fn>(reinterpret_cast<void*>(::GetProcAddress(library, name)));
-}
 
 }  // namespace
 
@@ -197,9 +193,9 @@ std::wstring SafeRelativePath(const std::wstring& name) {
 bool UnpackCabinet(HANDLE file, uint64_t offset, uint64_t size, const std::wstring& folder,
                    UnpackProgress& progress) {
   UniqueModule library(LoadSystemLibrary(L"cabinet.dll"));
-  auto fdiCreate = Function<FdiCreateFn>(library.get(), "FDICreate");
-  auto fdiCopy = Function<FdiCopyFn>(library.get(), "FDICopy");
-  auto fdiDestroy = Function<FdiDestroyFn>(library.get(), "FDIDestroy");
+  auto fdiCreate = LateBound<FdiCreateFn>(library.get(), "FDICreate");
+  auto fdiCopy = LateBound<FdiCopyFn>(library.get(), "FDICopy");
+  auto fdiDestroy = LateBound<FdiDestroyFn>(library.get(), "FDIDestroy");
   if (!library || !fdiCreate || !fdiCopy || !fdiDestroy) return false;
   ERF error = {};
   HFDI context = fdiCreate(Allocate, Free, OpenCabinet, ReadStream, WriteStream, CloseStream, SeekStream,

@@ -15,17 +15,11 @@ namespace {
 using RtlGetVersionFn = LONG(WINAPI*)(OSVERSIONINFOEXW*);
 using GetModuleFileNameExFn = DWORD(WINAPI*)(HANDLE, HMODULE, LPWSTR, DWORD);
 
-template <typename Fn>
-Fn LookUp(const wchar_t* module, const char* name) {
-  HMODULE handle = ::GetModuleHandleW(module);
-  return handle ? reinterpret_cast<Fn>(reinterpret_cast<void*>(::GetProcAddress(handle, name))) : nullptr;
-}
-
 // Filled before anything else asks: the version tests of install and removal
 // and the WOW64 test rely on it.
 struct PlatformFacts {
   PlatformFacts() {
-    pIsWow64Process = LookUp<IsWow64ProcessFn>(L"kernel32", "IsWow64Process");
+    pIsWow64Process = LateBound<IsWow64ProcessFn>(L"kernel32", "IsWow64Process");
     ReadWindowsVersion(&windowsVersion);
   }
 } platformFacts;
@@ -79,7 +73,7 @@ std::wstring ShellFolderPath(int csidl) {
 BOOL ReadWindowsVersion(OSVERSIONINFOEXW* record) {
   ZeroMemory(record, sizeof *record);
   record->dwOSVersionInfoSize = sizeof *record;
-  auto rtlGetVersion = LookUp<RtlGetVersionFn>(L"ntdll.dll", "RtlGetVersion");
+  auto rtlGetVersion = LateBound<RtlGetVersionFn>(L"ntdll.dll", "RtlGetVersion");
   if (!rtlGetVersion) return FALSE;
   return rtlGetVersion(record) == 0;
 }
@@ -129,21 +123,12 @@ DWORD ParentProcessId(wchar_t* path, DWORD size) {
   }
   if (!path || size == 0) return parent;
 
-  HMODULE kernel = ::GetModuleHandleW(L"Kernel32.DLL");
-  UniqueModule loadedKernel;
-  if (!kernel) {
-    loadedKernel.reset(LoadSystemLibrary(L"Kernel32.DLL"));
-    kernel = loadedKernel.get();
-  }
-  if (!kernel) return parent;
-  auto moduleFileName = reinterpret_cast<GetModuleFileNameExFn>(
-      reinterpret_cast<void*>(::GetProcAddress(kernel, "K32GetModuleFileNameExW")));
+  // Windows 7 has it in kernel32; earlier systems only in psapi.
+  auto moduleFileName = LateBound<GetModuleFileNameExFn>(L"kernel32.dll", "K32GetModuleFileNameExW");
   UniqueModule psapi;
   if (!moduleFileName) {
     psapi.reset(LoadSystemLibrary(L"Psapi.dll"));
-    if (psapi)
-      moduleFileName = reinterpret_cast<GetModuleFileNameExFn>(
-          reinterpret_cast<void*>(::GetProcAddress(psapi.get(), "GetModuleFileNameExW")));
+    moduleFileName = LateBound<GetModuleFileNameExFn>(psapi.get(), "GetModuleFileNameExW");
     if (!moduleFileName) return parent;
   }
   UniqueHandle process(::OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, parent));

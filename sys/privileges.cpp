@@ -3,25 +3,14 @@
 #include <cstdio>
 
 #include "sys/handles.h"
+#include "sys/safe_load.h"
 
-namespace {
-
-// advapi32 is already mapped (the registry helpers import it), so a handle
-// lookup suffices and nothing has to be freed.
-template <typename Fn>
-Fn AdvapiFunction(const char* name) {
-  HMODULE advapi = ::GetModuleHandleA("Advapi32.dll");
-  if (!advapi) return nullptr;
-  return reinterpret_cast<Fn>(reinterpret_cast<void*>(::GetProcAddress(advapi, name)));
-}
-
-}  // namespace
-
+// advapi32 is already mapped: the registry helpers import it.
 LookupPrivilegeValueFn pLookupPrivilegeValue =
-    AdvapiFunction<LookupPrivilegeValueFn>("LookupPrivilegeValueW");
+    LateBound<LookupPrivilegeValueFn>(L"advapi32.dll", "LookupPrivilegeValueW");
 AdjustTokenPrivilegesFn pAdjustTokenPrivileges =
-    AdvapiFunction<AdjustTokenPrivilegesFn>("AdjustTokenPrivileges");
-OpenProcessTokenFn pOpenProcessToken = AdvapiFunction<OpenProcessTokenFn>("OpenProcessToken");
+    LateBound<AdjustTokenPrivilegesFn>(L"advapi32.dll", "AdjustTokenPrivileges");
+OpenProcessTokenFn pOpenProcessToken = LateBound<OpenProcessTokenFn>(L"advapi32.dll", "OpenProcessToken");
 
 ExitWindowsFn pExitWindowsEx = ::ExitWindowsEx;
 

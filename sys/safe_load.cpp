@@ -2,25 +2,15 @@
 
 #include "sys/paths.h"
 
-namespace {
-
-template <typename Fn>
-Fn Kernel32Function(const char* name) {
-  HMODULE kernel = ::GetModuleHandleW(L"kernel32.dll");
-  return kernel ? reinterpret_cast<Fn>(reinterpret_cast<void*>(::GetProcAddress(kernel, name))) : nullptr;
-}
-
-}  // namespace
-
 void RestrictDllSearch() {
   // Windows 8, and 7 with its security update; looked up so that older
   // systems still start.
   using SetDefaultDllDirectoriesFn = BOOL(WINAPI*)(DWORD);
   using SetSearchPathModeFn = BOOL(WINAPI*)(DWORD);
-  if (auto restrict = Kernel32Function<SetDefaultDllDirectoriesFn>("SetDefaultDllDirectories"))
+  if (auto restrict = LateBound<SetDefaultDllDirectoriesFn>(L"kernel32.dll", "SetDefaultDllDirectories"))
     if (restrict(LOAD_LIBRARY_SEARCH_SYSTEM32)) return;
   ::SetDllDirectoryW(L"");
-  if (auto safeMode = Kernel32Function<SetSearchPathModeFn>("SetSearchPathMode"))
+  if (auto safeMode = LateBound<SetSearchPathModeFn>(L"kernel32.dll", "SetSearchPathMode"))
     safeMode(BASE_SEARCH_PATH_ENABLE_SAFE_SEARCHMODE | BASE_SEARCH_PATH_PERMANENT);
 }
 

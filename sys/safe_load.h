@@ -22,6 +22,21 @@ std::wstring SystemFolderPath(const wchar_t* name);
 // failure (GetLastError tells why); the caller frees it (UniqueModule).
 HMODULE LoadSystemLibrary(const wchar_t* name);
 
+// The function name that module exports, as the pointer type Fn; null when
+// module is null or lacks it. Bound late so that a system without the
+// function still loads the program.
+template <typename Fn>
+Fn LateBound(HMODULE module, const char* name) {
+  return module ? reinterpret_cast<Fn>(reinterpret_cast<void*>(::GetProcAddress(module, name))) : nullptr;
+}
+
+// The same from a DLL the process has mapped already (kernel32, advapi32):
+// nothing is loaded and nothing has to be freed. Null when it is not mapped.
+template <typename Fn>
+Fn LateBound(const wchar_t* mappedModule, const char* name) {
+  return LateBound<Fn>(::GetModuleHandleW(mappedModule), name);
+}
+
 // True when the system folder holds a loadable DLL called name. Maps it as
 // data only: none of its code runs.
 bool SystemFolderHasLibrary(const std::wstring& name);

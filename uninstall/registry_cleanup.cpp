@@ -11,6 +11,7 @@
 #include "sys/action_log.h"
 #include "sys/platform.h"
 #include "sys/registry.h"
+#include "sys/safe_load.h"
 
 ShellChangeNotifyFn pShellChangeNotify = ::SHChangeNotify;
 
@@ -42,8 +43,7 @@ bool ReadHandler(HKEY key, const wchar_t* name, std::wstring& text) {
 // bound late so that the program still loads there.
 bool DeleteKey(HKEY root, const wchar_t* subKey, REGSAM view) {
   using RegDeleteKeyExFn = LONG(WINAPI*)(HKEY, LPCWSTR, REGSAM, DWORD);
-  static const auto regDeleteKeyEx = reinterpret_cast<RegDeleteKeyExFn>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"advapi32"), "RegDeleteKeyExW")));
+  static const auto regDeleteKeyEx = LateBound<RegDeleteKeyExFn>(L"advapi32.dll", "RegDeleteKeyExW");
   const std::wstring what = std::wstring(L"key ") + RootName(root) + L"\\" + subKey;
   if (view && regDeleteKeyEx) return LogRegistryDeletion(regDeleteKeyEx(root, subKey, view, 0), what) == ERROR_SUCCESS;
   return LogRegistryDeletion(::RegDeleteKeyW(root, subKey), what) == ERROR_SUCCESS;

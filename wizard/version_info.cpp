@@ -16,14 +16,9 @@ struct VersionApi {
   using InfoFn = BOOL(WINAPI*)(LPCWSTR, DWORD, DWORD, LPVOID);
   using QueryFn = BOOL(WINAPI*)(LPCVOID, LPCWSTR, LPVOID*, PUINT);
   UniqueModule module{LoadSystemLibrary(L"version.dll")};
-  SizeFn size = Find<SizeFn>("GetFileVersionInfoSizeW");
-  InfoFn info = Find<InfoFn>("GetFileVersionInfoW");
-  QueryFn query = Find<QueryFn>("VerQueryValueW");
-
-  template <typename Fn>
-  Fn Find(const char* name) const {
-    return module ? reinterpret_cast<Fn>(reinterpret_cast<void*>(::GetProcAddress(module.get(), name))) : nullptr;
-  }
+  SizeFn size = LateBound<SizeFn>(module.get(), "GetFileVersionInfoSizeW");
+  InfoFn info = LateBound<InfoFn>(module.get(), "GetFileVersionInfoW");
+  QueryFn query = LateBound<QueryFn>(module.get(), "VerQueryValueW");
   bool Complete() const { return size && info && query; }
 };
 

@@ -2,6 +2,7 @@
 
 #include <commctrl.h>
 
+#include "sys/safe_load.h"
 #include "ui/app.h"
 #include "wizard/setup_dlg.h"
 
@@ -16,7 +17,7 @@ void InitWizardControls() {
   HMODULE comctl = ::LoadLibraryW(L"comctl32.dll");
   if (!comctl) return;
   using InitFn = BOOL(WINAPI*)(const INITCOMMONCONTROLSEX*);
-  auto init = reinterpret_cast<InitFn>(reinterpret_cast<void*>(::GetProcAddress(comctl, "InitCommonControlsEx")));
+  auto init = LateBound<InitFn>(comctl, "InitCommonControlsEx");
   INITCOMMONCONTROLSEX controls = {sizeof controls, ICC_STANDARD_CLASSES | ICC_WIN95_CLASSES};
   if (init) init(&controls);
   // Stays loaded: the wizard's windows use its classes until the process ends.
