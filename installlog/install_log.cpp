@@ -205,12 +205,6 @@ FileArgument SplitRenaming(const std::wstring& argument) {
   return result;
 }
 
-std::wstring ParentFolder(std::wstring folder) {
-  if (!folder.empty() && folder.back() == L'\\') folder.pop_back();
-  size_t slash = folder.rfind(L'\\');
-  return slash == std::wstring::npos ? std::wstring() : folder.substr(0, slash);
-}
-
 std::wstring CutComment(const std::wstring& argument) {
   size_t bar = argument.find(L" | ");
   return bar == std::wstring::npos ? argument : argument.substr(0, bar);

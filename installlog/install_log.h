@@ -89,9 +89,6 @@ struct FileArgument {
 FileArgument SplitRenaming(const std::wstring& argument);
 // Everything from the first " | " on cut off.
 std::wstring CutComment(const std::wstring& argument);
-// The folder "File Copy prt: " entries name: one trailing backslash dropped,
-// then everything from the last backslash on; empty when none is left.
-std::wstring ParentFolder(std::wstring folder);
 
 // Appends text and a line end (CR LF; an LF inside text also becomes CR LF;
 // text ends at a NUL). Silently does nothing when the log cannot be opened.

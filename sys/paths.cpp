@@ -18,3 +18,9 @@ std::wstring LowerCase(std::wstring text) {
   if (!text.empty()) ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
   return text;
 }
+
+std::wstring ParentFolder(std::wstring path) {
+  if (!path.empty() && path.back() == L'\\') path.pop_back();
+  const size_t slash = path.rfind(L'\\');
+  return slash == std::wstring::npos ? std::wstring() : path.substr(0, slash);
+}

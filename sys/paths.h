@@ -1,5 +1,5 @@
-// Paths: whether one exists, how a folder and a name are joined, and the
-// lower-casing by which paths and names are compared.
+// Paths: whether one exists, how a folder and a name are joined, a path's
+// parent, and the lower-casing by which paths and names are compared.
 #pragma once
 #include <string>
 
@@ -10,6 +10,9 @@ bool PathExists(const std::wstring& path);
 std::wstring JoinFolder(const std::wstring& folder);
 // name inside folder: JoinFolder(folder) + name.
 std::wstring JoinPath(const std::wstring& folder, const std::wstring& name);
+// The folder that holds path: one trailing backslash dropped, then
+// everything from the last backslash on; empty when there is none.
+std::wstring ParentFolder(std::wstring path);
 // text lower-cased by the system's rules (CharLowerBuffW), as paths and names
 // are compared.
 std::wstring LowerCase(std::wstring text);

@@ -5,9 +5,9 @@
 #include <shlobj.h>
 
 #include "installlog/install_log.h"
+#include "product/exit_codes.h"
 #include "product/product.h"
 #include "res/resource.h"
-#include "product/exit_codes.h"
 #include "sys/action_log.h"
 #include "sys/handles.h"
 #include "sys/paths.h"
@@ -50,9 +50,7 @@ void ProbeFolderWithTempFile(const std::wstring& folder) {
 }  // namespace
 
 std::wstring OwnModuleFolder() {
-  std::wstring path = ModulePath();
-  size_t slash = path.find_last_of(L'\\');
-  return slash == std::wstring::npos ? std::wstring() : path.substr(0, slash);
+  return ParentFolder(ModulePath());
 }
 
 std::wstring CleanFolderArgument(std::wstring argument) {
@@ -89,9 +87,9 @@ std::optional<std::wstring> ParseInstallOptions(const std::vector<std::wstring>&
   return folder;
 }
 
-bool ConfirmVersionChange(int installMode, const VersionQuad& installed,
+bool ConfirmVersionChange(InstallMode installMode, const VersionQuad& installed,
                           const VersionQuad& newVersion) {
-  if (installMode != 0) return true;
+  if (installMode != InstallMode::kInteractive) return true;
   unsigned oldNumber = VersionNumber(installed), newNumber = VersionNumber(newVersion);
   if (newNumber > oldNumber) return true;
   std::wstring text;
