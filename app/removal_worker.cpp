@@ -50,10 +50,10 @@ std::wstring QuoteIfBlank(const std::wstring& path) {
 }
 
 std::wstring RemovalWorkerCommandLine(const std::wstring& workerPath,
-                                      const std::wstring& uninstallerPath, int installMode) {
+                                      const std::wstring& uninstallerPath, InstallMode installMode) {
   // The exec joins its arguments with blanks and quotes nothing itself.
   std::wstring commandLine = QuoteIfBlank(workerPath) + L" -delself " + QuoteIfBlank(uninstallerPath);
-  if (installMode != 0) commandLine += L" -s";
+  if (installMode != InstallMode::kInteractive) commandLine += L" -s";
   return commandLine;
 }
 
@@ -102,10 +102,10 @@ void RunRemovalWorker(const std::vector<std::wstring>& argv) {
   LoggedDeleteFile(uninstaller);
   UninstallProcedure(installFolder);
 
-  // The worker's own scan leaves installMode at 1 unless "-v" is among its
+  // The worker's own scan leaves installMode silent unless "-v" is among its
   // arguments, which the uninstaller never passes: only a worker started by
   // hand reports.
-  if (installSettings.installMode == 0) AppMessageBox(IDS_UNINSTALLED, MB_OK);
+  if (installSettings.installMode == InstallMode::kInteractive) AppMessageBox(IDS_UNINSTALLED, MB_OK);
   LogOutcomeLine(L"removed", installSettings.restartNeeded != 0, kExitOk);
   std::exit(0);
 }

@@ -5,9 +5,11 @@
 #include <vector>
 #include <windows.h>
 
+#include "product/settings.h"
+
 // Copies the running executable to a "uni" temporary file and replaces the
 // process by it ("-delself" and the uninstaller's path, "-s" unless
-// installMode is 0). Returns only when the start failed, with -1.
+// installMode is interactive). Returns only when the start failed, with -1.
 INT_PTR LaunchRemovalWorker();
 // argv: the whole command line, argv[0] the program, argv[1] == "-delself",
 // argv[2] the uninstaller's path. Does not return: the process exits with 0.
@@ -19,9 +21,9 @@ INT_PTR LaunchRemovalWorker();
 std::wstring QuoteIfBlank(const std::wstring& path);
 // The worker's command line: its own (temporary) path and the uninstaller's
 // path, each quoted when it holds blanks, "-delself" between them, and "-s"
-// behind when installMode is non-zero; joined by single blanks.
+// behind unless installMode is interactive; joined by single blanks.
 std::wstring RemovalWorkerCommandLine(const std::wstring& workerPath,
-                                      const std::wstring& uninstallerPath, int installMode);
+                                      const std::wstring& uninstallerPath, InstallMode installMode);
 // Drive and folder of the uninstaller's path, ending in its separator; just
 // the drive (or empty) when the path names no folder.
 std::wstring InstallFolderOf(const std::wstring& uninstallerPath);

@@ -71,7 +71,7 @@ void CSetupApp::StartDeploymentOptions() {
 }
 
 BOOL CSetupApp::ChooseAndRunRole() {
-  installSettings.installMode = 1;
+  installSettings.installMode = InstallMode::kSilent;
   const StartupOptions options = ScanOptions(argv_);
   installSettings.installMode = options.installMode;
   installSettings.sfxFolder = options.sfxFolder;
@@ -89,8 +89,8 @@ BOOL CSetupApp::ChooseAndRunRole() {
   const bool setupRole = ChooseSetupRole(argv_, executablePath_);
   installSettings.installMode = InstallModeForRole(setupRole, options);
   LogAction(std::wstring(L"role: ") + (setupRole ? L"setup" : L"uninstaller") + L", mode " +
-            std::to_wstring(installSettings.installMode));
-  if (!setupRole && installSettings.installMode == 0) {
+            std::to_wstring(static_cast<int>(installSettings.installMode)));
+  if (!setupRole && installSettings.installMode == InstallMode::kInteractive) {
     int answer = AppMessageBox(Clipped(LoadStr(IDS_CONFIRM_UNINSTALL), kMessageChars),
                                MB_YESNO | MB_ICONWARNING | MB_DEFBUTTON2);
     if (answer != IDYES) {

@@ -30,7 +30,7 @@ StartupOptions ScanOptions(const std::vector<std::wstring>& argv) {
   for (size_t i = 1; i < argv.size(); ++i) {
     const std::wstring& argument = argv[i];
     if (SameIgnoringCase(argument, L"-v")) {
-      options.installMode = 0;
+      options.installMode = InstallMode::kInteractive;
       break;
     }
     if (SameIgnoringCase(argument, L"-s")) {
@@ -38,7 +38,7 @@ StartupOptions ScanOptions(const std::vector<std::wstring>& argv) {
       continue;
     }
     if (SameIgnoringCase(argument, L"-sconf")) {
-      options.installMode = 2;
+      options.installMode = InstallMode::kSilentThenFinishPage;
       break;
     }
     if (argument.compare(0, kSfxPrefixLength, kSfxPrefix) == 0)
@@ -89,8 +89,9 @@ bool ChooseSetupRole(const std::vector<std::wstring>& argv, const std::wstring& 
   return LowerCase(executablePath).find(L"setup.exe") != std::wstring::npos;
 }
 
-int InstallModeForRole(bool setupRole, const StartupOptions& options) {
-  if (setupRole && !options.silentSwitchSeen && options.installMode < 2) return 0;
+InstallMode InstallModeForRole(bool setupRole, const StartupOptions& options) {
+  if (setupRole && !options.silentSwitchSeen && options.installMode != InstallMode::kSilentThenFinishPage)
+    return InstallMode::kInteractive;
   return options.installMode;
 }
 

@@ -9,13 +9,13 @@
 
 // What the option scan of the whole command line finds.
 struct StartupOptions {
-  int installMode = 1;            // 0 "-v", 1 default, 2 "-sconf"
+  InstallMode installMode = InstallMode::kSilent;  // "-v": interactive; "-sconf"
   std::wstring sfxFolder;         // folder part of "-sfxname=" (empty if none)
   bool silentSwitchSeen = false;  // "-s" seen before the scan stopped
 };
 
-// Scans argv[1..] in order: "-v" (installMode 0) and "-sconf" (installMode 2)
-// end the scan, "-s" sets silentSwitchSeen, "-sfxname=<path>" (prefix case
+// Scans argv[1..] in order: "-v" (kInteractive) and "-sconf"
+// (kSilentThenFinishPage) end the scan, "-s" sets silentSwitchSeen, "-sfxname=<path>" (prefix case
 // significant) sets sfxFolder. Anything else is ignored.
 StartupOptions ScanOptions(const std::vector<std::wstring>& argv);
 // Folder of the package path given to "-sfxname=": one trailing backslash
@@ -34,9 +34,9 @@ bool IsRemovalWorkerStart(const std::vector<std::wstring>& argv);
 // True for the setup role: argv[1] is "-install" (any case), or the
 // lower-cased executable path contains "setup.exe".
 bool ChooseSetupRole(const std::vector<std::wstring>& argv, const std::wstring& executablePath);
-// The mode a role runs in: setup is interactive (0) unless "-s" was seen or
-// the scan gave 2 or more; the uninstaller keeps the scanned value.
-int InstallModeForRole(bool setupRole, const StartupOptions& options);
+// The mode a role runs in: setup is interactive unless "-s" or "-sconf" was
+// seen; the uninstaller keeps the scanned mode.
+InstallMode InstallModeForRole(bool setupRole, const StartupOptions& options);
 // True when the question before closing running copies is skipped: at least
 // three entries (program included) and any of argv[2..] is "/s" or "-s" (any
 // case). A lone first argument is not looked at.

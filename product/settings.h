@@ -16,8 +16,16 @@ unsigned VersionNumber(const VersionQuad& v);
 // radio buttons stand in this order); every test of it names the type.
 enum class InstallType : int { kCurrentUser = 0, kAllUsers = 1, kPortable = 2 };
 
+// What installMode holds (its number is what the action log shows). In the
+// uninstaller and worker roles every mode but kInteractive is silent.
+enum class InstallMode : int {
+  kInteractive = 0,           // the wizard; the uninstaller asks first ("-v")
+  kSilent = 1,                // unattended ("-s"; the uninstaller's default)
+  kSilentThenFinishPage = 2,  // unattended, then the wizard's finished page ("-sconf")
+};
+
 struct InstallSettings {
-  int installMode = 1;      // 0 wizard, 1 unattended, 2 unattended then the finished page
+  InstallMode installMode = InstallMode::kSilent;
   int installType = static_cast<int>(InstallType::kAllUsers);
   int desktopIcon = 1;
   int autoStart = 0;

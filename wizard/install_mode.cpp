@@ -33,7 +33,7 @@ void RunUnattendedInstall(InstallSettings& settings) {
   if (settings.defaultDirUsed == 1) settings.SetType(InstallType::kAllUsers);
   RunInstall();
   // From the ready page the frame moves on to the finished one.
-  if (settings.installMode == 2) RunWizard(WizardPage::kReady);
+  if (settings.installMode == InstallMode::kSilentThenFinishPage) RunWizard(WizardPage::kReady);
 }
 
 bool RunAfterSetup(const InstallSettings& settings) {
@@ -67,7 +67,7 @@ int RunInstallModeEntry(const std::vector<std::wstring>& argv) {
     SetupDamagedAbort();
     return kExitCancelled;
   }
-  if (settings.installMode == 0) {
+  if (settings.installMode == InstallMode::kInteractive) {
     if (RunWizard(WizardPage::kNone) != IDOK) return kExitCancelled;
   } else {
     RunUnattendedInstall(settings);

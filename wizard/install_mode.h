@@ -27,7 +27,7 @@ std::optional<std::wstring> ParseInstallOptions(const std::vector<std::wstring>&
                                                 InstallSettings& settings);
 // Wizard mode only: asks strings 16/17 when newVersion is not greater than
 // installed. false when the user answered anything but Yes.
-bool ConfirmVersionChange(int installMode, const VersionQuad& installed,
+bool ConfirmVersionChange(InstallMode installMode, const VersionQuad& installed,
                           const VersionQuad& newVersion);
 // Install type of the existing installation: 1 when its "AllUsers" is
 // exactly "B", else 0 (also when the value is missing).

@@ -217,7 +217,7 @@ void CSetupDlg::RunInstallStep() {
   back_.Enable(false);
   next_.Enable(false);
   cancel_.Enable(false);
-  if (installSettings.installMode == 0) {
+  if (installSettings.installMode == InstallMode::kInteractive) {
     ::SetCursor(::LoadCursorW(nullptr, IDC_WAIT));
     if (pInstallRun) pInstallRun();
     ::SetCursor(::LoadCursorW(nullptr, IDC_ARROW));

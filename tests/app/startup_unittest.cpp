@@ -20,7 +20,7 @@ class RecordingApp : public CSetupApp {
   std::wstring record;
 
  protected:
-  void Note(const std::wstring& what) { record += what + std::to_wstring(installSettings.installMode) + L" "; }
+  void Note(const std::wstring& what) { record += what + std::to_wstring(static_cast<int>(installSettings.installMode)) + L" "; }
   void RunRemovalWorkerRole(const Args&) override { Note(L"worker"); }
   void CloseCopies(int otherCopies) override { record += L"close" + std::to_wstring(otherCopies) + L" "; }
   // -1: "failed", as the real one does not come back on success.
@@ -34,13 +34,15 @@ class RecordingApp : public CSetupApp {
 // "-sfxname=" is exact and cut to its folder (one trailing backslash dropped
 // first), the last one wins.
 TEST(ScanOptions, ModesAndPackageFolder) {
-  struct Case { Args argv; int mode; bool silent; const wchar_t* sfxFolder; } cases[] = {
-      {{L"-v"}, 1, false, L""},  // the program name is never an option
-      {{L"p", L"unknown", L"-vv", L"-silent", L"/s"}, 1, false, L""},
-      {{L"p", L"-V", L"-s", L"-sfxname=C:\\x\\y.exe"}, 0, false, L""},
-      {{L"p", L"-S", L"-sfxname=D:\\a b\\c d\\pkg.exe", L"-SConf", L"-v"}, 2, true, L"D:\\a b\\c d"},
-      {{L"p", L"-sfxname=C:\\a\\1.exe", L"-sfxname=C:\\x\\\\"}, 1, false, L"C:\\x"},
-      {{L"p", L"-sfxname=\\y.exe", L"-SFXNAME=C:\\a\\b.exe", L"x-sfxname=C:\\a\\b.exe"}, 1, false, L""},
+  constexpr InstallMode kAsk = InstallMode::kInteractive, kSilent = InstallMode::kSilent,
+                        kThenFinish = InstallMode::kSilentThenFinishPage;
+  struct Case { Args argv; InstallMode mode; bool silent; const wchar_t* sfxFolder; } cases[] = {
+      {{L"-v"}, kSilent, false, L""},  // the program name is never an option
+      {{L"p", L"unknown", L"-vv", L"-silent", L"/s"}, kSilent, false, L""},
+      {{L"p", L"-V", L"-s", L"-sfxname=C:\\x\\y.exe"}, kAsk, false, L""},
+      {{L"p", L"-S", L"-sfxname=D:\\a b\\c d\\pkg.exe", L"-SConf", L"-v"}, kThenFinish, true, L"D:\\a b\\c d"},
+      {{L"p", L"-sfxname=C:\\a\\1.exe", L"-sfxname=C:\\x\\\\"}, kSilent, false, L"C:\\x"},
+      {{L"p", L"-sfxname=\\y.exe", L"-SFXNAME=C:\\a\\b.exe", L"x-sfxname=C:\\a\\b.exe"}, kSilent, false, L""},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.argv));

@@ -36,7 +36,7 @@ class PageTest : public testing::Test {
  protected:
   void SetUp() override {
     installSettings = InstallSettings();
-    installSettings.installMode = 0;
+    installSettings.installMode = InstallMode::kInteractive;
     installSettings.installDir = dest_ / L"Quillmark 8";
     installSettings.groupName = L"Quillmark 8";
     installSettings.defaultDirUsed = 1;
@@ -174,7 +174,7 @@ TEST_F(PageTest, FinishedPageOffersTheRestart) {
       {InstallType::kAllUsers, false, 1}, {InstallType::kAllUsers, true, 0}, {InstallType::kPortable, false, 1}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << static_cast<int>(c.type) << c.untick);
-    installSettings.installMode = 2;
+    installSettings.installMode = InstallMode::kSilentThenFinishPage;
     installSettings.SetType(c.type);
     installSettings.restartNeeded = 1;
     CSetupDlg frame;

@@ -60,16 +60,20 @@ TEST(ExistingInstallation, FolderAndType) {
 // The version prompt (texts: e2e) comes only in wizard mode and only when the package is not
 // newer as one number (a part above 99 spills over); any answer but Yes declines.
 TEST(ConfirmVersionChange, PromptsByVersionAndMode) {
+  constexpr InstallMode kWizard = InstallMode::kInteractive;
   const struct {
-    int mode;
+    InstallMode mode;
     VersionQuad installed, package;
     int answer;  // 0: no prompt expected
     bool result;
-  } cases[] = {{0, {8, 5, 3, 0}, {8, 5, 3, 0}, IDCANCEL, false}, {0, {8, 5, 3, 0}, {8, 5, 3, 0}, IDYES, true},
-               {0, {8, 5, 3, 0}, {8, 5, 3, 1}, 0, true},         {0, {8, 5, 0, 0}, {8, 4, 100, 1}, 0, true},
-               {1, {8, 6, 0, 0}, {8, 4, 0, 0}, 0, true},         {2, {8, 5, 3, 0}, {8, 5, 3, 0}, 0, true}};
+  } cases[] = {{kWizard, {8, 5, 3, 0}, {8, 5, 3, 0}, IDCANCEL, false},
+               {kWizard, {8, 5, 3, 0}, {8, 5, 3, 0}, IDYES, true},
+               {kWizard, {8, 5, 3, 0}, {8, 5, 3, 1}, 0, true},
+               {kWizard, {8, 5, 0, 0}, {8, 4, 100, 1}, 0, true},
+               {InstallMode::kSilent, {8, 6, 0, 0}, {8, 4, 0, 0}, 0, true},
+               {InstallMode::kSilentThenFinishPage, {8, 5, 3, 0}, {8, 5, 3, 0}, 0, true}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << "mode " << c.mode << " package " << VersionNumber(c.package));
+    SCOPED_TRACE(testing::Message() << "mode " << static_cast<int>(c.mode) << " package " << VersionNumber(c.package));
     qmtest::MessageBoxRecorder boxes;
     if (c.answer) boxes.Answer(c.answer);
     EXPECT_EQ(ConfirmVersionChange(c.mode, c.installed, c.package), c.result);
@@ -106,7 +110,7 @@ TEST(RecoverGroup, LastLinkInProgramsFolderWins) {
   RegistryGuard guard;
   WriteRegString(HKEY_LOCAL_MACHINE, kVendorKey, L"AllUsers", L"B");
   InstallSettings portable;
-  portable.installMode = 1;
+  portable.installMode = InstallMode::kSilent;
   portable.SetType(InstallType::kPortable);
   portable.installDir = dir.path();
   portable.groupName = L"Quillmark 8";
