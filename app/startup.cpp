@@ -4,6 +4,7 @@
 
 #include <cwchar>
 
+#include "product/product.h"
 #include "sys/paths.h"
 
 namespace {
@@ -86,7 +87,7 @@ bool IsRemovalWorkerStart(const std::vector<std::wstring>& argv) {
 
 bool ChooseSetupRole(const std::vector<std::wstring>& argv, const std::wstring& executablePath) {
   if (argv.size() >= 2 && SameIgnoringCase(argv[1], L"-install")) return true;
-  return LowerCase(executablePath).find(L"setup.exe") != std::wstring::npos;
+  return LowerCase(executablePath).find(kSetupExe) != std::wstring::npos;
 }
 
 InstallMode InstallModeForRole(bool setupRole, const StartupOptions& options) {

@@ -7,15 +7,13 @@
 #include <utility>
 
 #include "installlog/install_log.h"
+#include "product/product.h"
 #include "sys/handles.h"
+#include "sys/paths.h"
 
 namespace {
 
-constexpr wchar_t kScript[] = L"QmkUnInst.log";
-constexpr wchar_t kAgreement[] = L"agreement.txt";
-constexpr wchar_t kProduct[] = L"Qmkview8.exe";
-constexpr wchar_t kSetup[] = L"setup.exe";
-constexpr wchar_t kUninstaller[] = L"qmkuninst.exe";  // lower case, as compared
+constexpr const wchar_t* kScript = kJournalName;
 constexpr unsigned char kUtf16LeMark[] = {0xFF, 0xFE};
 constexpr wchar_t kHighestControl = 32;
 
@@ -68,7 +66,7 @@ class ScriptLinter {
       if (reader.Continued()) CheckContinuation(line, reader.LineNumber());
       CheckLine(line, reader.LineNumber());
     }
-    if (!installedNames_.count(kUninstaller))
+    if (!installedNames_.count(LowerCase(kUninstallerExe)))
       Add(Severity::kError, 0,
           L"no \"File Copy: \" entry installs QmkUnInst.exe, so the installed product could not be removed "
           L"(the usual entry: \"File Copy: setup.exe > QmkUnInst.exe\")");
@@ -210,7 +208,7 @@ bool FileExists(const std::wstring& path) {
 
 // Setup reads the product's version and calls a package without one damaged.
 void CheckProductVersion(const std::wstring& packageDir, std::vector<Finding>& findings) {
-  const std::wstring path = packageDir + L"\\" + kProduct;
+  const std::wstring path = packageDir + L"\\" + kProductExe;
   std::wstring problem;
   DWORD handle = 0;
   DWORD size = FileExists(path) ? ::GetFileVersionInfoSizeW(path.c_str(), &handle) : 0;
@@ -226,11 +224,11 @@ void CheckProductVersion(const std::wstring& packageDir, std::vector<Finding>& f
   else if (HIWORD(fixed->dwFileVersionMS) == 0)
     problem = L"has the major version 0";
   if (!problem.empty())
-    findings.push_back({Severity::kError, kProduct, 0, problem + L": setup would call the package damaged"});
+    findings.push_back({Severity::kError, kProductExe, 0, problem + L": setup would call the package damaged"});
 }
 
 void CheckAgreement(const std::wstring& packageDir, std::vector<Finding>& findings) {
-  UniqueFileHandle file(::CreateFileW((packageDir + L"\\" + kAgreement).c_str(), GENERIC_READ, FILE_SHARE_READ,
+  UniqueFileHandle file(::CreateFileW((packageDir + L"\\" + kAgreementFile).c_str(), GENERIC_READ, FILE_SHARE_READ,
                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   unsigned char mark[sizeof kUtf16LeMark] = {};
   DWORD read = 0;
@@ -239,7 +237,7 @@ void CheckAgreement(const std::wstring& packageDir, std::vector<Finding>& findin
                ::ReadFile(file.get(), mark, sizeof mark, &read, nullptr) && read == sizeof mark &&
                mark[0] == kUtf16LeMark[0] && mark[1] == kUtf16LeMark[1];
   if (!utf16)
-    findings.push_back({Severity::kError, kAgreement, 0,
+    findings.push_back({Severity::kError, kAgreementFile, 0,
                         file ? L"is not UTF-16LE text with its byte-order mark: the wizard would show it garbled"
                              : L"is missing: the wizard's agreement page would be empty"});
 }
@@ -253,8 +251,8 @@ std::vector<Finding> LintPackage(const std::wstring& packageDir) {
   } else {
     ScriptLinter(packageDir, findings).Run();
   }
-  if (!FileExists(packageDir + L"\\" + kSetup))
-    findings.push_back({Severity::kError, kSetup, 0, L"is missing: the package has no setup program"});
+  if (!FileExists(packageDir + L"\\" + kSetupExe))
+    findings.push_back({Severity::kError, kSetupExe, 0, L"is missing: the package has no setup program"});
   CheckProductVersion(packageDir, findings);
   CheckAgreement(packageDir, findings);
   return findings;

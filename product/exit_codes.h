@@ -9,6 +9,10 @@
 // uninstall confirmation ("-v") declined                     2 kExitDeclined
 // setup: question to close running copies declined           2 kExitDeclined
 // uninstaller: the removal worker could not be started       3 kExitWorkerNotStarted
+// single file: damaged or cut (as a damaged package)         1 kExitCancelled
+// single file: no private folder, a file not unpacked, or
+//   setup.exe not started                                    4 kExitNotUnpacked
+// single file: otherwise setup's own code
 //
 // The setup role's code is the install-mode entry's own value (0 or 1).
 #pragma once
@@ -18,4 +22,5 @@ enum ExitCode : int {
   kExitCancelled = 1,
   kExitDeclined = 2,
   kExitWorkerNotStarted = 3,
+  kExitNotUnpacked = 4,
 };

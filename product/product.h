@@ -18,6 +18,7 @@ inline constexpr wchar_t kProductWord[] = QM_PRODUCT_WORD;       // how the prod
 inline constexpr wchar_t kProductExe[] = QM_PRODUCT_EXE;
 inline constexpr wchar_t kHelpFile[] = L"Qmkview8Man.chm";
 inline constexpr wchar_t kUninstallerExe[] = L"QmkUnInst.exe";
+inline constexpr wchar_t kSetupExe[] = L"setup.exe";              // the package's setup program
 inline constexpr wchar_t kJournalName[] = L"QmkUnInst.log";      // install script and journal
 inline constexpr wchar_t kOldJournalName[] = L"install.log";     // journal of an earlier version
 inline constexpr wchar_t kAgreementFile[] = L"agreement.txt";

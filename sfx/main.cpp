@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "product/exit_codes.h"
+#include "product/product.h"
 #include "res/resource.h"
 #include "sfx/cabinet.h"
 #include "sfx/crypto.h"
@@ -14,6 +16,7 @@
 #include "sfx/private_folder.h"
 #include "sfx/progress_window.h"
 #include "sys/handles.h"
+#include "sys/process.h"
 #include "sys/safe_load.h"
 #include "ui/message_box.h"
 
@@ -28,13 +31,9 @@ extern "C" int SfxEntry() {
 
 namespace {
 
-// The stub's own exit codes; otherwise it ends with setup's.
-enum class StubExit : int {
-  kDamaged = 1,       // the same code as setup's damaged-package abort
-  kUnpackFailed = 4,  // no private folder, a file not written, setup.exe not started
-};
+// Why the stub ends without setup's exit code (product/exit_codes.h).
+enum class StubFailure { kDamaged, kNotUnpacked };
 
-constexpr wchar_t kSetupName[] = L"setup.exe";
 constexpr wchar_t kSfxOption[] = L"-sfxname=";
 constexpr DWORD kLongestPath = 32768;
 
@@ -83,34 +82,28 @@ std::wstring OwnPath() {
   }
 }
 
-int Fail(const StubOptions& options, StubExit code) {
+int Fail(const StubOptions& options, StubFailure failure) {
   if (!options.suppressMessageBoxes) {
-    if (code == StubExit::kDamaged) {
+    if (failure == StubFailure::kDamaged) {
       // As setup does: the message, then the maker's page to download from.
       AppMessageBox(IDS_PACKAGE_DAMAGED, MB_OK | MB_ICONERROR);
-      ::ShellExecuteW(nullptr, L"open", QM_HOMEPAGE_W, nullptr, nullptr, SW_SHOW);
+      ::ShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOW);
     } else {
       AppMessageBox(IDS_SFX_UNPACK_FAILED, MB_OK | MB_ICONERROR);
     }
   }
-  return static_cast<int>(code);
+  return failure == StubFailure::kDamaged ? kExitCancelled : kExitNotUnpacked;
 }
 
 // Runs setup.exe of folder in that folder (it reads "agreement.txt" from its
 // current folder) and waits for it; false when it could not be started.
 bool RunSetup(const std::wstring& folder, const std::wstring& self, const std::wstring& arguments,
               DWORD& exitCode) {
-  const std::wstring program = folder + L"\\" + kSetupName;
+  const std::wstring program = folder + L"\\" + kSetupExe;
   std::wstring commandLine = L"\"" + program + L"\" " + kSfxOption + L"\"" + self + L"\"";
   if (!arguments.empty()) commandLine += L" " + arguments;
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION started = {};
-  if (!::CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                        folder.c_str(), &startup, &started))
-    return false;
-  UniqueHandle process(started.hProcess);
-  UniqueHandle thread(started.hThread);
+  UniqueHandle process = StartProcess(program, commandLine, folder.c_str());
+  if (!process) return false;
   ::WaitForSingleObject(process.get(), INFINITE);
   return ::GetExitCodeProcess(process.get(), &exitCode) != FALSE;
 }
@@ -127,16 +120,16 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int) {
                                         FILE_ATTRIBUTE_NORMAL, nullptr));
     PayloadLocation payload;
     if (self.empty() || !file || !FindVerifiedPayload(file.get(), crypto, payload))
-      return Fail(options, StubExit::kDamaged);
-    if (!folder.Create(crypto)) return Fail(options, StubExit::kUnpackFailed);
+      return Fail(options, StubFailure::kDamaged);
+    if (!folder.Create(crypto)) return Fail(options, StubFailure::kNotUnpacked);
     ProgressWindow progress(payload.unpackedSize, !options.silent && DesktopIsVisible());
     if (!UnpackCabinet(file.get(), payload.offset, payload.size, folder.path(), progress)) {
       folder.Remove();
-      return Fail(options, StubExit::kUnpackFailed);
+      return Fail(options, StubFailure::kNotUnpacked);
     }
   }
   DWORD exitCode = 0;
   const bool ran = RunSetup(folder.path(), self, ArgumentsAfterProgram(::GetCommandLineW()), exitCode);
   folder.Remove();
-  return ran ? static_cast<int>(exitCode) : Fail(options, StubExit::kUnpackFailed);
+  return ran ? static_cast<int>(exitCode) : Fail(options, StubFailure::kNotUnpacked);
 }

@@ -88,7 +88,7 @@ expect_eq "the product's settings from beside the package, nothing else" "ini re
 planted_wine "$package/setup.exe" -sconf >/dev/null 2>&1 &
 job=$!
 # The frame opens on the finished page: Finish, the run box left unchecked.
-frame=$(wine "$probe" find "Quillmark Setup" 120000 2>/dev/null | tr -d '\r') || fail "-sconf: no wizard frame"
+frame=$(wine "$probe" find "Quillmark Setup" 300000 2>/dev/null | tr -d '\r') || fail "-sconf: no wizard frame"
 wine "$probe" command "$frame" 1 >/dev/null 2>&1 || true
 wait "$job" && rc=0 || rc=$?
 timeout 300 wineserver -w || true

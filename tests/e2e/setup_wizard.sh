@@ -22,7 +22,7 @@ abort() { fail "$*"; [ ! -f "${cur:-}" ] || sed 's/^/  | /' "$cur"; exit 1; }
 start_setup() {
   WINEDEBUG=-all,trace+process E2E_CWD="$package" planted_wine "$package/setup.exe" 2>"$1" &
   setup_pid=$!
-  frame=$(probe_run find "Quillmark Setup" 120000) || abort "the wizard frame did not appear"
+  frame=$(probe_run find "Quillmark Setup" 300000) || abort "the wizard frame did not appear"
 }
 # Ends with setup's exit code in $rc once every process of the prefix is done.
 wait_setup() {

@@ -32,7 +32,7 @@ in_plant_cwd() {  # in_plant_cwd LOG PROGRAM ARGS...: as run_traced, in the back
 }
 start_single() {  # start_single LOG: the single file without arguments; $frame, $pid
   in_plant_cwd "$1" "$single"
-  frame=$(wine "$probe" find "Quillmark Setup" 120000 3 2>/dev/null | tr -d '\r') || frame=""
+  frame=$(wine "$probe" find "Quillmark Setup" 300000 2>/dev/null | tr -d '\r') || frame=""
 }
 shows() { wine "$probe" wait-text "$frame" "$1" 300000 "$2" >/dev/null 2>&1; }  # shows ID TEXT
 press() { wine "$probe" click "$frame" "$1" >/dev/null 2>&1; }
