@@ -30,6 +30,7 @@ check "log: a registry value" has_line install \
   "set registry value HKLM\\SOFTWARE\\Lanternfold\\Quillmark 8\\Path = \"$dest\""
 check "log: regsvr32 from the system folder" grep -qF "\\regsvr32.exe with command line: regsvr32.exe /s \"$dest\\$thumb_dll\": ok" <(log_text install)
 check "log: outcome" has_line install "outcome: completed; restart needed: no; exit code 0"
+check "log: nothing failed in a clean install" test -z "$(log_text install | grep -F ': failed' || true)"
 
 # --- a reinstall while the product file is held open ---------------------------
 : >"$trace"
@@ -82,5 +83,6 @@ check "log: a deleted file" has_line remove "delete file $dest\\Qmkview8.exe: ok
 check "log: the uninstall entry deleted" has_line remove \
   "delete registry key HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Quillmark 8: ok"
 check "log: the worker's outcome" has_line remove "outcome: removed; restart needed: no; exit code 0"
+check "log: nothing failed in the removal" test -z "$(log_text remove | grep -F ': failed' || true)"
 check "the uninstall entry and its new values are gone" key_missing "$uninstall"
 finish
