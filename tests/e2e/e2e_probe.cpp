@@ -4,6 +4,7 @@
 //   answer <button id> [ms]   presses the button of the next message box captioned
 //                             "Quillmark Setup" and prints the box's text
 //   resolve <lnk file>        prints target, working folder and arguments
+//   sddl <path>               prints the access list of a file or folder (SDDL)
 //   hold <file> <flag file>   holds the file open against deletion and renaming,
 //                             creates the flag file, prints "held", and lets go
 //                             once the flag file is deleted
@@ -21,6 +22,8 @@
 #include <objbase.h>
 #include <shlobj.h>
 #include <shobjidl.h>
+#include <aclapi.h>
+#include <sddl.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -121,6 +124,19 @@ int wmain(int argc, wchar_t** argv) {
     return ::PostMessageW(found, WM_COMMAND, MAKEWPARAM(number(2), BN_CLICKED), 0) ? 0 : 1;
   }
   if (command == L"resolve") return Resolve(argv[2]);
+  if (command == L"sddl") {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    wchar_t* text = nullptr;
+    if (::GetNamedSecurityInfoW(argv[2], SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr,
+                                nullptr, &descriptor) != ERROR_SUCCESS)
+      return 1;
+    const bool ok = ::ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1,
+                                                                          DACL_SECURITY_INFORMATION, &text, nullptr);
+    if (ok) Print(text);
+    ::LocalFree(text);
+    ::LocalFree(descriptor);
+    return ok ? 0 : 1;
+  }
   if (command == L"hold" && argc > 3) {
     UniqueFileHandle file(::CreateFileW(argv[2], GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
     if (!file) return 1;

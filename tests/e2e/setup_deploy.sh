@@ -71,6 +71,12 @@ check "log: the message answered OK by itself" \
   grep -q 'message box: "This setup files are damaged, .*", answered OK (automatic)$' <(log_text damaged)
 check "damaged package: the home page is not opened" test -z "$(command_lines "$work/damaged.trace" | grep -i http || true)"
 
+# --- -suppressmsgboxes: "-v" asks first, and the default answer is No ----------
+run_traced "$work/keep.trace" "$dest\\QmkUnInst.exe" -v -suppressmsgboxes "-log=$(log_of keep)"
+expect_eq "-v declined by default: exit code" 2 "$rc"
+check "log: declined" has_line keep "outcome: declined; restart needed: no; exit code 2"
+check "-v declined: the product stays" test -f "$(hostpath "$dest\\Qmkview8.exe")"
+
 # --- the removal: the uninstaller and its worker in one log --------------------
 run_traced "$work/remove.trace" "$dest\\QmkUnInst.exe" "-log=$(log_of remove)"
 expect_eq "removal exit code" 0 "$rc"

@@ -3,7 +3,8 @@
 # group (a nested one here) and its auto-start, and deletes what the script
 # declares obsolete: a reinstall of the same version, an upgrade while the
 # product runs (closed with WM_CLOSE 1001 after the question), and an
-# unattended downgrade, which asks nothing, while the wizard asks first.
+# unattended downgrade, which asks nothing, while the wizard asks first. The
+# removal then takes the group where the journal says it is.
 set -euo pipefail
 source "$(dirname "$0")/e2e_lib.sh"
 
@@ -97,4 +98,10 @@ expect_eq "downgrade exit code" 0 "$rc"
 check "product replaced by 8.4.0.0" cmp -s "$work/pkg-8.4.0.0/Qmkview8.exe" "$dest_host/Qmkview8.exe"
 expect_eq "downgrade: DisplayVersion" "8.04.00" "$(reg_value "$uninstall" DisplayVersion)"
 kept_everything "downgrade"
+
+# --- removal: the group the journal names goes, and its emptied parent --------
+run_traced "$work/remove.log" "$dest\\QmkUnInst.exe"
+expect_eq "removal exit code" 0 "$rc"
+check "removal: the journal's group and its emptied parent are gone" gone "$user_programs\\Capture"
+check "removal: the start-up link is gone" gone "$user_startup\\Quillmark 8.lnk"
 finish

@@ -3,8 +3,9 @@
 # certificate: through the wizard it passes setup's exit code back (cancelled:
 # 1) and installs; unattended, its arguments reach setup unchanged and the
 # settings beside it are taken; its unpacked folder is gone after each run.
-# A cut or damaged file is refused: the damaged-package message (none with
-# -suppressmsgboxes), exit code 1, setup never started, nothing left behind.
+# A cut or damaged file (or digest) is refused: the damaged-package message
+# (none with -suppressmsgboxes), exit code 1, setup never started, nothing left
+# behind; without a temporary folder the exit code is 4.
 # In the x86_64 tree, whose programs get a display.
 set -euo pipefail
 source "$(dirname "$0")/e2e_lib.sh"
@@ -50,6 +51,13 @@ expect_eq "wizard cancelled: setup's exit code 1 passed back" 1 "$rc"
 expect_eq "wizard cancelled: nothing unpacked left" "" "$(leftovers)"
 
 start_single "$work/wizard.log"
+# Unpacked into a folder with an access list of its own: the user's, nothing
+# for everyone else, where a folder made in the temporary folder by default
+# lets everyone read. (Wine keeps an access list as Unix permissions, so the
+# protection from inheritance cannot be seen here.)
+acl=$(wine "$probe" sddl "$temp_dir\\$(leftovers)" 2>/dev/null | tr -d '\r')
+check "wizard: the unpacked folder is the user's alone ($acl)" \
+  test -n "$(grep -E ';;;S-1-5-21-[0-9-]+\)' <<<"$acl" | grep -vE ';;;(WD|BU|AU)\)' || true)"
 check "wizard: welcome page, Next" step 1 "&Next >" 1
 first_line=$(iconv -f UTF-16 "$package/agreement.txt" | head -n1 | tr -d '\r')
 check "wizard: agreement page" shows 1 "Yes"
@@ -90,18 +98,30 @@ Please download the product again from $homepage and re-try the setup."
 head -c -4096 "$single" >"$download/cut.exe"
 cp "$single" "$download/flipped.exe"
 printf '\xff' | dd of="$download/flipped.exe" bs=1 seek=$(( $(stat -c %s "$single") / 2 )) conv=notrunc status=none
-# name | file | arguments | message box shown
-cases=("cut|cut.exe|-s|yes" "flipped|flipped.exe|-s -suppressmsgboxes|no")
+# The last byte of the trailer's digest (the trailer is the last "QMSFX01").
+cp "$single" "$download/digest.exe"
+trailer=$(grep -obUaP 'QMSFX01\x00' "$single" | tail -n1 | cut -d: -f1)
+printf '\x5a' | dd of="$download/digest.exe" bs=1 seek=$((trailer + 63)) conv=notrunc status=none
+# A temporary folder that does not exist: nothing can be unpacked (code 4).
+no_temp() {  # no_temp add FOLDER | no_temp delete
+  local name
+  for name in TMP TEMP; do wine reg "$1" 'HKCU\Environment' /v "$name" ${2:+/d "$2"} /f >/dev/null 2>&1; done
+}
+# name | file | arguments | message box shown | exit code
+cases=("cut|cut.exe|-s|yes|1" "flipped|flipped.exe|-s -suppressmsgboxes|no|1"
+       "digest|digest.exe|-s -suppressmsgboxes|no|1" "no-temp|Quillmark8Setup.exe|-s -suppressmsgboxes|no|4")
 for case in "${cases[@]}"; do
-  IFS='|' read -r name file arguments box <<<"$case"
+  IFS='|' read -r name file arguments box code <<<"$case"
   message=""
   [ "$box" = no ] || message="$damaged_text"
+  [ "$name" != no-temp ] || no_temp add 'C:\no such folder'
   in_plant_cwd "$work/$name.log" "$download/$file" $arguments
   shown=""
   [ -z "$message" ] || shown=$(answer 1)
   end_of
+  [ "$name" != no-temp ] || no_temp delete
   expect_eq "$name: message" "$message" "$shown"
-  expect_eq "$name: exit code" 1 "$rc"
+  expect_eq "$name: exit code" "$code" "$rc"
   expect_eq "$name: setup not started" "" "$(setup_lines "$work/$name.log")"
   if [ -n "$message" ]; then
     check "$name: maker's page opened" grep -qF "$homepage" <(command_lines "$work/$name.log")

@@ -32,7 +32,7 @@ printf '%s\r\n' \
   'File Copy: Thumb*.dll > Thumb.dll' \
   'file copy: ThumbDqm32.dll' \
   'File Copy:' \
-  '  File Copy: ThumbDqm32.dll' \
+  ' File Copy: ThumbDqm32.dll' \
   "File Copy: $(printf 'a%.0s' {1..600})" \
   "File Copy: Handbuch f$(printf '\xc3\xbc')r.chm" \
   'Make Dir: x64' \
