@@ -17,3 +17,20 @@ TEST(AppMessageBox, SuppressedTakesTheDefaultButton) {
   SuppressMessageBoxes(false);
   EXPECT_TRUE(boxes.shown().empty());
 }
+
+// A box keeps the icon its style names; one that names none gets the
+// exclamation mark. The person is asked and their answer returned.
+TEST(AppMessageBox, IconAndAnswer) {
+  qmtest::MessageBoxRecorder boxes;
+  boxes.Answer(IDNO);
+  boxes.Answer(IDOK);
+  boxes.Answer(IDOK);
+  EXPECT_EQ(AppMessageBox(L"close them?", MB_YESNO | MB_ICONQUESTION), IDNO);
+  EXPECT_EQ(AppMessageBox(L"failed", MB_OK | MB_ICONERROR), IDOK);
+  EXPECT_EQ(AppMessageBox(L"note", MB_OK), IDOK);
+  ASSERT_EQ(boxes.shown().size(), 3u);
+  EXPECT_EQ(boxes.shown()[0].text, L"close them?");
+  EXPECT_EQ(boxes.shown()[0].style, static_cast<UINT>(MB_YESNO | MB_ICONQUESTION));
+  EXPECT_EQ(boxes.shown()[1].style, static_cast<UINT>(MB_OK | MB_ICONERROR));
+  EXPECT_EQ(boxes.shown()[2].style, static_cast<UINT>(MB_OK | MB_ICONEXCLAMATION));
+}
