@@ -12,6 +12,7 @@ source "$(dirname "$0")/e2e_lib.sh"
 
 package="$work/package"
 make_package "$package"
+touch -d '2020-01-02 03:04:06' "$package/Qmkview8.exe"  # a release's date, long before this run
 download="$work/download"
 single="$download/Quillmark8Setup.exe"
 if ! QM_SFX_TREE="$QM_BIN_DIR/.." QM_LINT_TREE="$QM_BIN_DIR/.." QM_SIGN_THROWAWAY=1 \
@@ -88,6 +89,9 @@ for side in Qmkview8.ini Qmkview8.reg; do
   check "silent: $side beside the single file taken" cmp -s "$download/$side" "$(hostpath "$custom")/$side"
 done
 check "silent: the installed uninstaller (setup.exe) is signed" signed "$(hostpath "$custom")/QmkUnInst.exe"
+# The package's dates travel (the cabinet keeps them to two seconds).
+packed=$(stat -c %Y "$package/Qmkview8.exe") installed=$(stat -c %Y "$(hostpath "$custom")/Qmkview8.exe")
+check "silent: the product keeps its date ($packed, $installed)" test $(( packed > installed ? packed - installed : installed - packed )) -le 2
 expect_eq "silent: nothing unpacked left" "" "$(leftovers)"
 
 # --- cut and damaged files ------------------------------------------------------
