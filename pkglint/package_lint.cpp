@@ -31,11 +31,6 @@ const EntryKind kKinds[] = {
     {kMadeDir, false, false, true},
 };
 
-std::wstring Lower(std::wstring text) {
-  if (!text.empty()) ::CharLowerBuffW(text.data(), static_cast<DWORD>(text.size()));
-  return text;
-}
-
 bool HasWildcard(const std::wstring& name) { return name.find_first_of(L"*?") != std::wstring::npos; }
 
 std::wstring Quoted(const std::wstring& text) { return L"\"" + text + L"\""; }
@@ -143,7 +138,7 @@ class ScriptLinter {
             L"a renaming entry names one file, so setup takes the wildcard literally and copies nothing");
         return;
       }
-      if (CheckSource(names.source, number) && kind.alwaysActed) installedNames_.insert(Lower(names.target));
+      if (CheckSource(names.source, number) && kind.alwaysActed) installedNames_.insert(LowerCase(names.target));
       return;
     }
     WIN32_FIND_DATAW found;
@@ -162,7 +157,7 @@ class ScriptLinter {
                 L": setup's copy of this entry stops there, and the files found after it are not copied");
         return;
       }
-      if (kind.alwaysActed && !inSubFolder) installedNames_.insert(Lower(found.cFileName));
+      if (kind.alwaysActed && !inSubFolder) installedNames_.insert(LowerCase(found.cFileName));
     } while (::FindNextFileW(find.get(), &found));
   }
 
@@ -184,8 +179,8 @@ class ScriptLinter {
   void CheckFolderOrder() {
     for (size_t i = 0; i < folders_.size(); ++i)
       for (size_t j = i + 1; j < folders_.size(); ++j) {
-        const std::wstring parent = Lower(folders_[i].second) + L"\\";
-        if (Lower(folders_[j].second).compare(0, parent.size(), parent) != 0) continue;
+        const std::wstring parent = LowerCase(folders_[i].second) + L"\\";
+        if (LowerCase(folders_[j].second).compare(0, parent.size(), parent) != 0) continue;
         Add(Severity::kWarning, folders_[i].first,
             Quoted(folders_[i].second) + L" is listed before its sub-folder " + Quoted(folders_[j].second) +
                 L" (line " + std::to_wstring(folders_[j].first) +
